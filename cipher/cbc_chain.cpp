@@ -1,0 +1,138 @@
+#include "cbc_chain.h"
+
+#include "byte_order.h"
+
+namespace morvane::blowfish {
+namespace {
+
+// Blocks deciphered side by side: enough to hide the latency of the S-box
+// look-ups of one block behind the others.
+constexpr std::size_t kLanes = 4;
+
+inline void decipherLanes(const Tables& t, std::uint32_t (&L)[kLanes], std::uint32_t (&R)[kLanes]) {
+    std::uint32_t l[kLanes], r[kLanes];
+#pragma GCC unroll 4
+    for (std::size_t k = 0; k < kLanes; ++k) {
+        r[k] = L[k] ^ t.P[17];
+        l[k] = R[k] ^ t.P[16];
+    }
+#pragma GCC unroll 8
+    for (int i = 14; i >= 0; i -= 2) {
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < kLanes; ++k) l[k] ^= roundFunction(t, r[k]);
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < kLanes; ++k) r[k] ^= t.P[i + 1] ^ roundFunction(t, l[k]);
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < kLanes; ++k) l[k] ^= t.P[i];
+    }
+#pragma GCC unroll 4
+    for (std::size_t k = 0; k < kLanes; ++k) {
+        L[k] = l[k];
+        R[k] = r[k];
+    }
+}
+
+}  // namespace
+
+void cbcEncipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous) {
+    std::uint8_t* p = blocks.data();
+    const std::size_t count = blocks.size() / 8;
+    std::uint32_t L = previous.L, R = previous.R;
+    for (std::size_t b = 0; b < count; ++b, p += 8) {
+        L ^= loadBigEndian32(p);
+        R ^= loadBigEndian32(p + 4);
+        encipherBlock(t, L, R);
+        storeBigEndian32(p, L);
+        storeBigEndian32(p + 4, R);
+    }
+    previous = {L, R};
+}
+
+void cbcDecipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous) {
+    std::uint8_t* p = blocks.data();
+    const std::size_t count = blocks.size() / 8;
+    std::uint32_t prevL = previous.L, prevR = previous.R;
+    std::size_t b = 0;
+    for (; b + kLanes <= count; b += kLanes, p += 8 * kLanes) {
+        std::uint32_t cL[kLanes], cR[kLanes], L[kLanes], R[kLanes];
+        for (std::size_t k = 0; k < kLanes; ++k) {
+            L[k] = cL[k] = loadBigEndian32(p + 8 * k);
+            R[k] = cR[k] = loadBigEndian32(p + 8 * k + 4);
+        }
+        decipherLanes(t, L, R);
+        for (std::size_t k = 0; k < kLanes; ++k) {
+            storeBigEndian32(p + 8 * k, L[k] ^ prevL);
+            storeBigEndian32(p + 8 * k + 4, R[k] ^ prevR);
+            prevL = cL[k];
+            prevR = cR[k];
+        }
+    }
+    for (; b < count; ++b, p += 8) {
+        const std::uint32_t cL = loadBigEndian32(p), cR = loadBigEndian32(p + 4);
+        std::uint32_t L = cL, R = cR;
+        decipherBlock(t, L, R);
+        storeBigEndian32(p, L ^ prevL);
+        storeBigEndian32(p + 4, R ^ prevR);
+        prevL = cL;
+        prevR = cR;
+    }
+    previous = {prevL, prevR};
+}
+
+ParallelDecipher::~ParallelDecipher() {
+    if (!worker_.joinable()) return;
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_one();
+    worker_.join();
+}
+
+void ParallelDecipher::workerLoop() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        wake_.wait(lock, [this] { return hasJob_ || stopping_; });
+        if (stopping_) return;
+        const Tables* tables = tables_;
+        const std::span<std::uint8_t> job = job_;
+        ChainBlock previous = jobPrevious_;
+        lock.unlock();
+        cbcDecipher(*tables, job, previous);
+        lock.lock();
+        hasJob_ = false;
+        finished_.notify_one();
+    }
+}
+
+void ParallelDecipher::run(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous) {
+    const std::size_t count = blocks.size() / 8;
+    if (count * 8 < kMinParallelBytes) {
+        cbcDecipher(t, blocks, previous);
+        return;
+    }
+    const std::size_t lowerBlocks = count / 2;
+    const std::span<std::uint8_t> lower = blocks.first(lowerBlocks * 8);
+    const std::span<std::uint8_t> upper = blocks.subspan(lowerBlocks * 8, (count - lowerBlocks) * 8);
+    // The upper half chains from the lower half's last ciphertext block: read
+    // it before the lower half is overwritten.
+    const ChainBlock seam{loadBigEndian32(upper.data() - 8), loadBigEndian32(upper.data() - 4)};
+    const ChainBlock last{loadBigEndian32(upper.data() + upper.size() - 8),
+                          loadBigEndian32(upper.data() + upper.size() - 4)};
+
+    if (!worker_.joinable()) worker_ = std::thread([this] { workerLoop(); });
+    {
+        std::lock_guard lock(mutex_);
+        tables_ = &t;
+        job_ = upper;
+        jobPrevious_ = seam;
+        hasJob_ = true;
+    }
+    wake_.notify_one();
+    cbcDecipher(t, lower, previous);
+    std::unique_lock lock(mutex_);
+    finished_.wait(lock, [this] { return !hasJob_; });
+    previous = last;
+}
+
+}  // namespace morvane::blowfish

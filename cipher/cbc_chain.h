@@ -1,0 +1,61 @@
+#pragma once
+// Cipher block chaining over runs of whole 8-byte blocks, in place. Each block
+// is read as two big-endian halves L (bytes 0-3) and R (bytes 4-7).
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <span>
+#include <thread>
+
+#include "blowfish_engine.h"
+
+namespace morvane::blowfish {
+
+// The ciphertext block that precedes a run (two zero words before the first).
+struct ChainBlock {
+    std::uint32_t L = 0;
+    std::uint32_t R = 0;
+};
+
+// Enciphers blocks.size() / 8 blocks in place, chaining from `previous`, which
+// becomes the run's last ciphertext block. Enciphering is one sequential chain.
+void cbcEncipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous);
+
+// Deciphers blocks.size() / 8 blocks in place. Each plaintext block needs only
+// ciphertext, so several blocks are deciphered side by side; every ciphertext
+// block is read before its place is written. `previous` becomes the run's last
+// ciphertext block.
+void cbcDecipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous);
+
+// Deciphers long runs on two cores: the upper half of the run goes to a second
+// thread that lives as long as this object, so one file or one buffer pays for
+// starting it once. Short runs stay on the calling thread. The bytes written
+// are those of cbcDecipher.
+class ParallelDecipher {
+public:
+    ParallelDecipher() = default;
+    ~ParallelDecipher();
+    ParallelDecipher(const ParallelDecipher&) = delete;
+    ParallelDecipher& operator=(const ParallelDecipher&) = delete;
+
+    void run(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous);
+
+    // Runs shorter than this are not worth a hand-over to the other thread.
+    static constexpr std::size_t kMinParallelBytes = 32 * 1024;
+
+private:
+    void workerLoop();
+
+    std::thread worker_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::condition_variable finished_;
+    const Tables* tables_ = nullptr;
+    std::span<std::uint8_t> job_;
+    ChainBlock jobPrevious_;
+    bool hasJob_ = false;
+    bool stopping_ = false;
+};
+
+}  // namespace morvane::blowfish

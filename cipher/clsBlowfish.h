@@ -1,0 +1,132 @@
+#pragma once
+// The cipher object: the system's Blowfish with its own S-box layout, its one
+// ciphertext format (the cipher buffer), the text forms of that format and
+// whole-file enciphering. Every user creates a fresh object per operation and
+// sets one key on it.
+//
+// Texts (keys, plaintexts, hexadecimal texts) are Windows-1252 bytes, one byte
+// per character (see codepage.h); file paths are UTF-8.
+//
+// Cipher buffer of a plaintext of n bytes, before CBC enciphering:
+//   offset 0  random word 1 (little-endian)     offset 4  random word 2
+//   offset 8  n (little-endian, 32 bits)        offset 12 the plaintext
+//   then 0 to 7 zero bytes up to T = n + 12 rounded up to a multiple of 8.
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "blowfish_engine.h"
+#include "cbc_chain.h"
+#include "clock_random.h"
+#include "progress_meter.h"
+#include "text_builder.h"
+
+namespace morvane {
+
+using blowfish::ProgressHandler;
+
+class clsBlowfish {
+public:
+    clsBlowfish();
+    ~clsBlowfish();
+    clsBlowfish(const clsBlowfish&) = delete;
+    clsBlowfish& operator=(const clsBlowfish&) = delete;
+
+    // --- Engine -------------------------------------------------------------
+
+    // Sets the key. A key equal to the key in force (the empty key on a fresh
+    // object included) changes nothing; any other key is scheduled on top of
+    // the current tables, not on fresh constants.
+    void key(std::string_view keyText);
+
+    void encipherBlock(std::uint32_t& L, std::uint32_t& R) const { blowfish::encipherBlock(tables_, L, R); }
+    void decipherBlock(std::uint32_t& L, std::uint32_t& R) const { blowfish::decipherBlock(tables_, L, R); }
+    std::uint32_t roundFunction(std::uint32_t x) const { return blowfish::roundFunction(tables_, x); }
+
+    // --- Cipher buffer (in place; a non-empty key is set first) -------------
+
+    void encipherBuffer(std::vector<std::uint8_t>& buffer, std::string_view keyText = {});
+
+    // A buffer whose size descriptor does not fit its length (a wrong key,
+    // damaged data, a length that is not a multiple of 8 or below 16) is left
+    // fully deciphered at its whole length, without error and without the
+    // final report of 100.
+    void decipherBuffer(std::vector<std::uint8_t>& buffer, std::string_view keyText = {});
+
+    // --- Texts --------------------------------------------------------------
+
+    std::string EncryptString(std::string_view text, std::string_view keyText = {}, bool outputInHex = false);
+    std::string DecryptString(std::string_view text, std::string_view keyText = {}, bool isTextInHex = false);
+
+    // Two upper-case hexadecimal digits per byte.
+    std::string bytesToHex(std::string_view s);
+    // Lenient reading of hexadecimal text, two characters at a time, each pair
+    // read as the run time reads "&H" + pair: leading hexadecimal digits count,
+    // blanks are passed over, anything else ends the number (so "ZZ" is 0 and
+    // a final single character is read alone). Nothing is rejected.
+    std::string hexToBytes(std::string_view s);
+
+    // --- Files --------------------------------------------------------------
+
+    // Enciphers the whole file into one cipher buffer on disk. The file is
+    // streamed in bounded chunks; the bytes written and the progress reported
+    // are those of encipherBuffer over the whole file. False with LastError
+    // set on failure.
+    bool EncryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText = {});
+
+    // Deciphers a file written by EncryptFile. With a wrong key the whole
+    // deciphered length is written and the result is still true.
+    bool DecryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText = {});
+
+    // Deletes a normal file (a hidden or system file is not looked at), making
+    // it writable first; all errors ignored.
+    static void killFile(const std::string& fileName);
+
+    // True when the file's length can be read.
+    static bool fileExists(const std::string& path);
+
+    // The reason of the last failed EncryptFile or DecryptFile; not cleared on success.
+    std::string LastError;
+
+    // The Progress event: whole percents, 0 first, 100 last.
+    ProgressHandler Progress;
+
+    // --- Inspection and test seams ------------------------------------------
+
+    const blowfish::Tables& tables() const { return tables_; }
+    std::uint32_t sBox(unsigned k, std::uint32_t x) const { return blowfish::sBox(tables_, k, x); }
+
+    // Where the random first block's generator takes its seed (the clock).
+    void setSeedSource(SeedSource source) { seedSource_ = source; }
+
+    // Largest plaintext the 32-bit size descriptor can describe.
+    static constexpr std::uint64_t kMaxPlaintextBytes = 0xFFFFFFFFULL;
+
+    // Bytes EncryptFile and DecryptFile hold at a time (a multiple of 8).
+    static constexpr std::size_t kFileChunkBytes = 1 << 20;
+
+    // The file operations with a chosen chunk size, for tests of chunk edges.
+    bool encryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
+                             std::size_t chunkBytes);
+    bool decryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
+                             std::size_t chunkBytes);
+
+private:
+    // Writes the 12 header bytes of a cipher buffer for n plaintext bytes.
+    void writeHeader(std::uint8_t* header, std::uint64_t n);
+
+    blowfish::Tables tables_;
+    std::string keyInForce_;
+    TextBuilder text_;
+    SeedSource seedSource_ = clockSeed;
+    blowfish::ParallelDecipher decipher_;
+};
+
+// The size descriptor check: T - n must lie between 12 and 19, T a multiple
+// of 8 and at least 16.
+bool sizeDescriptorFits(std::uint64_t total, std::uint64_t n);
+
+}  // namespace morvane

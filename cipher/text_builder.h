@@ -1,0 +1,27 @@
+#pragma once
+// The cipher object's growable byte area for assembling texts: it starts with
+// room for 1024 bytes and grows by 1024 bytes whenever an append would
+// overflow it.
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace morvane {
+
+class TextBuilder {
+public:
+    static constexpr std::size_t kStep = 1024;
+
+    TextBuilder() { resetText(); }
+
+    void resetText();
+    void appendText(std::string_view s);
+    std::string getText() const { return bytes_; }
+    std::size_t capacity() const { return capacity_; }
+
+private:
+    std::string bytes_;
+    std::size_t capacity_ = 0;
+};
+
+}  // namespace morvane

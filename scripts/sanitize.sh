@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Builds the toolkit-free libraries and their tests with AddressSanitizer and
+# UndefinedBehaviorSanitizer in build-sanitize/ and runs the tests.
+set -euo pipefail
+ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+"$ROOT/scripts/install-packages.sh" g++ cmake ninja-build ccache libgtest-dev libgmock-dev
+cmake -S "$ROOT" -B "$ROOT/build-sanitize" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DMORVANE_SANITIZE=ON -DMORVANE_TOOLKIT_FREE_ONLY=ON -DMORVANE_BENCH=OFF >/dev/null
+cmake --build "$ROOT/build-sanitize" -j2
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  ctest --test-dir "$ROOT/build-sanitize" --output-on-failure -j2

@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the build needs (once, with apt-get), then
+# configures and builds a Release build in build/. Used by run.sh and test.sh.
+set -euo pipefail
+ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+
+PACKAGES=(g++ cmake ninja-build ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev libssl-dev)
+
+"$ROOT/scripts/install-packages.sh" "${PACKAGES[@]}"
+
+cmake -S "$ROOT" -B "$ROOT/build" -G Ninja -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
+cmake --build "$ROOT/build" -j2
