@@ -12,7 +12,8 @@ clsBlowfish::~clsBlowfish() {
 }
 
 void clsBlowfish::key(std::string_view keyText) {
-    if (keyText == keyInForce_) return;
+    // The empty key has no bytes to cycle through: it is never scheduled.
+    if (keyText.empty() || keyText == keyInForce_) return;
     secureWipe(keyInForce_);
     keyInForce_.assign(keyText);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(keyInForce_.data());

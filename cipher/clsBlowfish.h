@@ -37,8 +37,8 @@ public:
 
     // --- Engine -------------------------------------------------------------
 
-    // Sets the key. A key equal to the key in force (the empty key on a fresh
-    // object included) changes nothing; any other key is scheduled on top of
+    // Sets the key. The empty key and a key equal to the key in force change
+    // nothing; any other key is scheduled on top of
     // the current tables, not on fresh constants.
     void key(std::string_view keyText);
 
