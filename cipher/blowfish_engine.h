@@ -26,21 +26,38 @@ Tables initialTables();
 // S-box k, entry x.
 inline std::uint32_t sBox(const Tables& t, unsigned k, std::uint32_t x) { return t.S[k + 4 * x]; }
 
+// Keeps the compiler from re-associating an XOR with a P word back onto the
+// dependency chain of a round.
+inline std::uint32_t foldWord(std::uint32_t w) {
+#if defined(__GNUC__)
+    asm("" : "+r"(w));
+#endif
+    return w;
+}
+
 // F: ((S0[a] + S1[b]) xor S2[c]) + S3[d], with a the most significant byte.
 inline std::uint32_t roundFunction(const Tables& t, std::uint32_t x) {
     const std::uint32_t a = x >> 24, b = (x >> 16) & 0xFF, c = (x >> 8) & 0xFF, d = x & 0xFF;
     return ((sBox(t, 0, a) + sBox(t, 1, b)) ^ sBox(t, 2, c)) + sBox(t, 3, d);
 }
 
-inline void encipherBlock(const Tables& t, std::uint32_t& L, std::uint32_t& R) {
-    std::uint32_t l = L, r = R;
+// The 16 rounds on a block whose left half already carries P[0]. Each round:
+// L ^= P[i]; R ^= F(L); R ^= P[i+1]; L ^= F(R). The P word is folded into the
+// half that is not being computed, so only one XOR follows each F on the
+// block's dependency chain (CBC enciphering is one long chain). On return l
+// carries P[16] and r still lacks P[17].
+inline void encipherRounds(const Tables& t, std::uint32_t& l, std::uint32_t& r) {
+#pragma GCC unroll 8
     for (unsigned i = 0; i < 16; i += 2) {
-        l ^= t.P[i];
-        r ^= roundFunction(t, l);
-        r ^= t.P[i + 1];
-        l ^= roundFunction(t, r);
+        r = foldWord(r ^ t.P[i + 1]) ^ roundFunction(t, l);
+        l = foldWord(l ^ t.P[i + 2]) ^ roundFunction(t, r);
     }
-    R = l ^ t.P[16];
+}
+
+inline void encipherBlock(const Tables& t, std::uint32_t& L, std::uint32_t& R) {
+    std::uint32_t l = L ^ t.P[0], r = R;
+    encipherRounds(t, l, r);
+    R = l;
     L = r ^ t.P[17];
 }
 

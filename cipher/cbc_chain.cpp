@@ -32,20 +32,50 @@ inline void decipherLanes(const Tables& t, std::uint32_t (&L)[kLanes], std::uint
     }
 }
 
+// The chain itself; `nextPlain` yields the plaintext halves of the block at p.
+// Between two blocks the previous ciphertext's left half (r ^ P[17]) meets
+// the next plaintext half and P[0]; those two are combined first, so a single
+// XOR joins the blocks on the chain and the ciphertext store stays off it.
+template <class NextPlain>
+inline void encipherChain(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous, NextPlain nextPlain) {
+    std::uint8_t* p = blocks.data();
+    const std::size_t count = blocks.size() / 8;
+    const std::uint32_t whitenEdge = t.P[17] ^ t.P[0];
+    std::uint32_t r = previous.L ^ t.P[17];  // previous ciphertext left half, without P[17]
+    std::uint32_t l = previous.R;            // previous ciphertext right half
+    for (std::size_t b = 0; b < count; ++b, p += 8) {
+        std::uint32_t plainL, plainR;
+        nextPlain(p, plainL, plainR);
+        std::uint32_t nextL = r ^ foldWord(plainL ^ whitenEdge);
+        std::uint32_t nextR = l ^ plainR;
+        encipherRounds(t, nextL, nextR);
+        l = nextL;
+        r = nextR;
+        storeBigEndian32(p, r ^ t.P[17]);
+        storeBigEndian32(p + 4, l);
+    }
+    previous = {r ^ t.P[17], l};
+}
+
 }  // namespace
 
 void cbcEncipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous) {
-    std::uint8_t* p = blocks.data();
-    const std::size_t count = blocks.size() / 8;
-    std::uint32_t L = previous.L, R = previous.R;
-    for (std::size_t b = 0; b < count; ++b, p += 8) {
-        L ^= loadBigEndian32(p);
-        R ^= loadBigEndian32(p + 4);
-        encipherBlock(t, L, R);
-        storeBigEndian32(p, L);
-        storeBigEndian32(p + 4, R);
-    }
-    previous = {L, R};
+    encipherChain(t, blocks, previous, [](const std::uint8_t* p, std::uint32_t& L, std::uint32_t& R) {
+        L = loadBigEndian32(p);
+        R = loadBigEndian32(p + 4);
+    });
+}
+
+void cbcEncipherShifted(const Tables& t, std::span<std::uint8_t> blocks, ShiftQueue& queue, ChainBlock& previous) {
+    std::uint32_t q0 = queue.words[0], q1 = queue.words[1], q2 = queue.words[2];
+    encipherChain(t, blocks, previous, [&](const std::uint8_t* p, std::uint32_t& L, std::uint32_t& R) {
+        L = q0;
+        R = q1;
+        q0 = q2;
+        q1 = loadBigEndian32(p);
+        q2 = loadBigEndian32(p + 4);
+    });
+    queue = {{q0, q1, q2}};
 }
 
 void cbcDecipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous) {

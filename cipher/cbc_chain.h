@@ -22,6 +22,24 @@ struct ChainBlock {
 // becomes the run's last ciphertext block. Enciphering is one sequential chain.
 void cbcEncipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous);
 
+// Plaintext words read from a buffer but not yet enciphered; see
+// cbcEncipherShifted.
+struct ShiftQueue {
+    std::uint32_t words[3];
+};
+
+// Lays out and enciphers a cipher buffer in one pass. The buffer holds the
+// plaintext at offset 0 and zeros up to its full length; the cipher buffer
+// wants the 12 header bytes in front of it. The plaintext word stream is the
+// three header words followed by the buffer's own words, so the block at
+// offset 8k is made of stream words 2k and 2k+1 while the words at its own
+// place are stream words 2k+3 and 2k+4: each block's place is read into the
+// queue just before it is written, and the plaintext moves by 12 bytes with
+// no second pass over the buffer. Start with the queue holding the three
+// header words (big-endian, as block halves are read) and hand over the
+// buffer in consecutive runs.
+void cbcEncipherShifted(const Tables& t, std::span<std::uint8_t> blocks, ShiftQueue& queue, ChainBlock& previous);
+
 // Deciphers blocks.size() / 8 blocks in place. Each plaintext block needs only
 // ciphertext, so several blocks are deciphered side by side; every ciphertext
 // block is read before its place is written. `previous` becomes the run's last

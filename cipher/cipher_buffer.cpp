@@ -40,14 +40,17 @@ void clsBlowfish::encipherBuffer(std::vector<std::uint8_t>& buffer, std::string_
     if (n > kMaxPlaintextBytes) throw RunTimeError(kOverflow, "Overflow");
     const std::uint64_t total = cipherLength(n);
     buffer.resize(total);  // the new bytes are zero: they end as the pad
-    std::memmove(buffer.data() + 12, buffer.data(), n);
-    writeHeader(buffer.data(), n);
+
+    // The plaintext moves behind the header as the chain runs over it.
+    std::uint8_t header[12];
+    writeHeader(header, n);
+    blowfish::ShiftQueue queue{{loadBigEndian32(header), loadBigEndian32(header + 4), loadBigEndian32(header + 8)}};
 
     blowfish::ProgressMeter meter(total, Progress);
     blowfish::ChainBlock previous;
     for (std::uint64_t offset = 0; offset < total; offset += kRunBytes) {
         const std::size_t length = static_cast<std::size_t>(std::min<std::uint64_t>(kRunBytes, total - offset));
-        blowfish::cbcEncipher(tables_, {buffer.data() + offset, length}, previous);
+        blowfish::cbcEncipherShifted(tables_, {buffer.data() + offset, length}, queue, previous);
         meter.blocksDone(offset + length - 8);
     }
     meter.finish();
