@@ -4,14 +4,13 @@ namespace morvane {
 
 void TextBuilder::resetText() {
     bytes_.clear();
-    bytes_.shrink_to_fit();
     capacity_ = kStep;
-    bytes_.reserve(capacity_);
 }
 
 void TextBuilder::appendText(std::string_view s) {
-    while (bytes_.size() + s.size() > capacity_) capacity_ += kStep;
-    bytes_.reserve(capacity_);
+    if (bytes_.size() + s.size() > capacity_)
+        capacity_ += (bytes_.size() + s.size() - capacity_ + kStep - 1) / kStep * kStep;
+    if (bytes_.capacity() < kStep) bytes_.reserve(kStep);
     bytes_.append(s);
 }
 

@@ -1,7 +1,8 @@
 #pragma once
-// The cipher object's growable byte area for assembling texts: it starts with
-// room for 1024 bytes and grows by 1024 bytes whenever an append would
-// overflow it.
+// The cipher object's growable byte area for assembling texts. Its capacity
+// starts at 1024 bytes and grows by 1024 bytes whenever an append would
+// overflow it; memory itself is taken on first use and grows geometrically
+// underneath, so long texts are not copied once per step.
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -12,8 +13,6 @@ class TextBuilder {
 public:
     static constexpr std::size_t kStep = 1024;
 
-    TextBuilder() { resetText(); }
-
     void resetText();
     void appendText(std::string_view s);
     std::string getText() const { return bytes_; }
@@ -21,7 +20,7 @@ public:
 
 private:
     std::string bytes_;
-    std::size_t capacity_ = 0;
+    std::size_t capacity_ = kStep;
 };
 
 }  // namespace morvane
