@@ -4,7 +4,10 @@
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
-PACKAGES=(g++ cmake ninja-build ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev libssl-dev)
+# Build, libraries, tests, and the real zip programs the interoperability
+# tests exchange archives with.
+PACKAGES=(g++ cmake ninja-build ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
+  libzip-dev zlib1g-dev 7zip zip unzip)
 
 "$ROOT/scripts/install-packages.sh" "${PACKAGES[@]}"
 

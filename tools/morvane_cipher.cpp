@@ -5,18 +5,26 @@
 //   morvane-cipher decrypt-text KEY          hexadecimal text on standard input -> the text (UTF-8)
 //   morvane-cipher encrypt-file KEY IN OUT   EncryptFile
 //   morvane-cipher decrypt-file KEY IN OUT   DecryptFile
+//   morvane-cipher zip-password PASSWORD     the zip password of an archive made with PASSWORD,
+//                                            as upper-case hexadecimal bytes and a newline
+//   morvane-cipher pack PASSWORD ARCHIVE FILE...      one combined archive from the files
+//   morvane-cipher unpack PASSWORD ARCHIVE OUTDIR [-n]  open ARCHIVE into OUTDIR
 //
-// Exit status: 0 done, 1 the file operation failed (its reason on standard
-// error), 2 a wrong command or a KEY or text the code page cannot carry.
+// Exit status: 0 done, 1 the operation failed (a message on standard error),
+// 2 a wrong command or a KEY, PASSWORD or text the code page cannot carry.
 #include <cstdio>
 #include <iostream>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "clsBlowfish.h"
 #include "codepage.h"
+#include "container.h"
+#include "libzip_component.h"
+#include "run_time_error.h"
 
 namespace {
 
@@ -26,7 +34,10 @@ int usage() {
     std::cerr << "usage: morvane-cipher encrypt-text KEY\n"
                  "       morvane-cipher decrypt-text KEY\n"
                  "       morvane-cipher encrypt-file KEY IN OUT\n"
-                 "       morvane-cipher decrypt-file KEY IN OUT\n";
+                 "       morvane-cipher decrypt-file KEY IN OUT\n"
+                 "       morvane-cipher zip-password PASSWORD\n"
+                 "       morvane-cipher pack PASSWORD ARCHIVE FILE...\n"
+                 "       morvane-cipher unpack PASSWORD ARCHIVE OUTDIR [-n]\n";
     return kUsageError;
 }
 
@@ -53,6 +64,47 @@ std::string_view trimWhiteSpace(std::string_view s) {
     return s.substr(first, s.find_last_not_of(kWhite) - first + 1);
 }
 
+// zip-password, pack and unpack: the encrypted archive recipe.
+int archiveCommand(std::string_view command, const std::string& password, int argc, char** argv) {
+    try {
+        if (command == "zip-password") {
+            morvane::clsBlowfish hex;
+            std::cout << hex.bytesToHex(morvane::zipPassword(password)) << "\n";
+            return 0;
+        }
+        morvane::LibzipComponent zip([](std::string_view line) { std::cerr << line << "\n"; });
+        morvane::clsBlowfish cipher;
+        if (command == "pack") {
+            const std::vector<std::string> files(argv + 4, argv + argc);
+            switch (morvane::makeCombinedArchive(zip, cipher, argv[3], files, password)) {
+                case morvane::ContainerResult::Done:
+                    return 0;
+                case morvane::ContainerResult::PackFailed:
+                    std::cerr << "morvane-cipher: the files could not be packed into " << argv[3] << ".\n";
+                    return 1;
+                default:
+                    std::cerr << "morvane-cipher: " << cipher.LastError << "\n";
+                    return 1;
+            }
+        }
+        const bool keepExisting = argc == 6;
+        switch (morvane::openArchive(zip, cipher, argv[3], argv[4], keepExisting, password)) {
+            case morvane::ContainerResult::Done:
+                return 0;
+            case morvane::ContainerResult::DecipherFailed:
+                std::cerr << "morvane-cipher: " << cipher.LastError << "\n";
+                return 1;
+            default:
+                std::cerr << "morvane-cipher: " << argv[3]
+                          << " could not be extracted: the password is wrong or the archive is damaged.\n";
+                return 1;
+        }
+    } catch (const morvane::RunTimeError& error) {
+        std::cerr << "morvane-cipher: " << error.description() << " (" << error.number() << ")\n";
+        return 1;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -60,10 +112,16 @@ int main(int argc, char** argv) {
     const std::string_view command = argv[1];
     const bool textCommand = command == "encrypt-text" || command == "decrypt-text";
     const bool fileCommand = command == "encrypt-file" || command == "decrypt-file";
-    if ((textCommand && argc != 3) || (fileCommand && argc != 5) || (!textCommand && !fileCommand)) return usage();
+    const bool archiveCommandGiven = command == "zip-password" || command == "pack" || command == "unpack";
+    if ((textCommand && argc != 3) || (fileCommand && argc != 5) || (command == "zip-password" && argc != 3) ||
+        (command == "pack" && argc < 5) ||
+        (command == "unpack" && (argc < 5 || argc > 6 || (argc == 6 && std::string_view(argv[5]) != "-n"))) ||
+        (!textCommand && !fileCommand && !archiveCommandGiven))
+        return usage();
 
-    const std::optional<std::string> key = toCodePage(argv[2], "key");
+    const std::optional<std::string> key = toCodePage(argv[2], archiveCommandGiven ? "password" : "key");
     if (!key) return kUsageError;
+    if (archiveCommandGiven) return archiveCommand(command, *key, argc, argv);
 
     morvane::clsBlowfish cipher;
     if (command == "encrypt-text") {
