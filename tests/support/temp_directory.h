@@ -13,7 +13,7 @@ public:
     explicit TempDirectory(const std::string& name) {
         static int counter = 0;
         path_ = std::filesystem::temp_directory_path() /
-                ("morvane-app-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + "-" + name);
+                ("morvane-test-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + "-" + name);
         std::filesystem::create_directories(path_);
     }
     ~TempDirectory() {
