@@ -1,6 +1,10 @@
 #include "text_builder.h"
 
+#include "secure_wipe.h"
+
 namespace morvane {
+
+TextBuilder::~TextBuilder() { secureWipe(bytes_); }
 
 void TextBuilder::resetText() {
     bytes_.clear();

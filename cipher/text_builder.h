@@ -13,6 +13,12 @@ class TextBuilder {
 public:
     static constexpr std::size_t kStep = 1024;
 
+    TextBuilder() = default;
+    TextBuilder(const TextBuilder&) = delete;
+    TextBuilder& operator=(const TextBuilder&) = delete;
+    // The area may hold deciphered text: it is wiped when the builder dies.
+    ~TextBuilder();
+
     void resetText();
     void appendText(std::string_view s);
     std::string getText() const { return bytes_; }
