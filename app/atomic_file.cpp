@@ -1,0 +1,41 @@
+#include "atomic_file.h"
+
+#include <cstdio>
+#include <filesystem>
+
+#include "file_attributes.h"
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
+
+namespace morvane {
+
+namespace fs = std::filesystem;
+
+bool writeFileAtomically(const std::string& path, std::string_view content) {
+    const fs::path target = fileattr::toPath(path);
+    fs::path temporary = target;
+    temporary += ".~mvnew";
+    std::error_code ec;
+#ifdef _WIN32
+    std::FILE* file = _wfopen(temporary.c_str(), L"wb");
+#else
+    std::FILE* file = std::fopen(temporary.c_str(), "wb");
+#endif
+    if (file == nullptr) return false;
+    bool written = std::fwrite(content.data(), 1, content.size(), file) == content.size();
+    written = std::fflush(file) == 0 && written;
+#ifndef _WIN32
+    written = ::fsync(::fileno(file)) == 0 && written;
+#endif
+    written = std::fclose(file) == 0 && written;
+    if (written) fs::rename(temporary, target, ec);
+    if (!written || ec) {
+        fs::remove(temporary, ec);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace morvane

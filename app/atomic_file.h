@@ -1,0 +1,13 @@
+#pragma once
+// Rewriting a small file so that it is either wholly old or wholly new: the
+// content goes to a temporary file in the same directory, is flushed to disk,
+// and replaces the file by a rename.
+#include <string>
+#include <string_view>
+
+namespace morvane {
+
+// True when the file now holds `content`.
+bool writeFileAtomically(const std::string& path, std::string_view content);
+
+}  // namespace morvane

@@ -1,0 +1,134 @@
+#include "message_encryption.h"
+
+#include <exception>
+
+#include "clsBlowfish.h"
+#include "codepage.h"
+#include "run_time_error.h"
+
+namespace morvane {
+namespace {
+
+bool isBlank(std::string_view s) { return s.find_first_not_of(' ') == std::string_view::npos; }
+
+std::size_t characterCount(std::string_view utf8) {
+    std::size_t count = 0;
+    for (const char c : utf8)
+        if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) ++count;
+    return count;
+}
+
+constexpr const char* kVerifyMismatch =
+    "Your password entered in the \"Verify Password\" field does not match the password you entered in the "
+    "\"Password\" field. Please verify password and then try again.";
+
+void copyResult(MainWindowModel& window, UserInterface& ui, const char* success) {
+    if (!window.chkCopyToClip) return;
+    ui.clearClipboard();
+    ui.setClipboardText(window.txtMessage);
+    ui.showMessage(success, "Success", MessageIcon::Information);
+}
+
+void encipherMessage(MainWindowModel& window, UserInterface& ui, const std::string& key) {
+    const codepage::Conversion message = codepage::toCodePage(window.txtMessage);
+    if (!message.ok()) {
+        ui.showMessage(codePageRefusal(window.txtMessage, "message"), MessageIcon::Exclamation);
+        ui.setFocus("txtMessage");
+        return;
+    }
+    clsBlowfish cipher;
+    window.txtMessage = cipher.EncryptString(std::string(kMessageMarker) + message.bytes, key, true);
+    copyResult(window, ui,
+               "Your message has been encrypted and copied to the clipboard. You may now paste your encrypted "
+               "message to other applications such as email.");
+}
+
+void runEncDecMsg(MainWindowModel& window, UserInterface& ui, bool decrypt) {
+    const char* verb = decrypt ? "decrypt" : "encrypt";
+    const char* done = decrypt ? "decrypted" : "encrypted";
+    if (isBlank(window.txtMessage)) {
+        ui.showMessage(std::string("The text to be ") + done +
+                           " cannot be blank. Please enter in the text you wish to " + verb + " and then try again.",
+                       MessageIcon::Information);
+        ui.setFocus("txtMessage");
+        return;
+    }
+    if (isBlank(window.txtPassword)) {
+        ui.showMessage(std::string("Password field is blank. Please enter in a valid password you wish to ") + verb +
+                           " your message with and then try again.",
+                       MessageIcon::Information);
+        ui.setFocus("txtPassword");
+        return;
+    }
+    if (window.txtPassword != window.txtVerifyPass) {
+        ui.showMessage(kVerifyMismatch, MessageIcon::Exclamation);
+        ui.setFocus("txtPassword");
+        return;
+    }
+    // The password as typed, blanks included, is the key.
+    const codepage::Conversion key = codepage::toCodePage(window.txtPassword);
+    if (!key.ok()) {
+        ui.showMessage(codePageRefusal(window.txtPassword, "password"), MessageIcon::Exclamation);
+        ui.setFocus("txtPassword");
+        return;
+    }
+
+    if (characterCount(window.txtMessage) > 5) {
+        const codepage::Conversion cipherText = codepage::toCodePage(window.txtMessage);
+        std::string plain;
+        if (cipherText.ok()) {
+            clsBlowfish cipher;
+            plain = cipher.DecryptString(cipherText.bytes, key.bytes, true);
+        }
+        if (plain.starts_with(kMessageMarker)) {
+            if (!decrypt && !ui.askYesNo("Your message is already encrypted. Do you wish to decrypt your message?"))
+                return;
+            window.txtMessage = codepage::fromCodePage(std::string_view(plain).substr(kMessageMarker.size()));
+            copyResult(window, ui,
+                       "Your message has been decrypted and copied to the clipboard. You may now paste your plain "
+                       "text message to other applications such as email.");
+            return;
+        }
+        if (decrypt) {
+            ui.showMessage(
+                "The text you are attempting to decrypt is either already decrypted or you have entered in an "
+                "invalid password. Please verify your password and then try again.",
+                MessageIcon::Exclamation);
+            return;
+        }
+    } else if (decrypt) {
+        if (ui.askYesNo("Your message is already decrypted. Do you wish to encrypt your message?"))
+            runEncDecMsg(window, ui, false);
+        return;
+    }
+    encipherMessage(window, ui, key.bytes);
+}
+
+}  // namespace
+
+std::string codePageRefusal(std::string_view text, std::string_view what) {
+    const codepage::Conversion conversion = codepage::toCodePage(text);
+    if (conversion.ok()) return {};
+    const bool password = what == "password";
+    return "Your " + std::string(what) + " contains characters that Morvane cannot " + (password ? "use" : "encrypt") +
+           ": " + codepage::describeCharacters(conversion.unrepresentable) + ". Please remove them from your " +
+           std::string(what) + " and then try again.";
+}
+
+void encDecMsg(MainWindowModel& window, UserInterface& ui, ActivityLog& log, bool decrypt) {
+    try {
+        runEncDecMsg(window, ui, decrypt);
+    } catch (const RunTimeError& error) {
+        log.writeLog("Error in encDecMsg routine. Error: " + std::to_string(error.number()) + " " +
+                     error.description() + ".");
+    } catch (const std::exception& error) {
+        log.writeLog(std::string("Error in encDecMsg routine. Error: 7 ") + error.what() + ".");
+    }
+}
+
+void clearMessage(MainWindowModel& window, UserInterface& ui) {
+    if (window.txtMessage.empty()) return;
+    if (ui.askYesNo("Are you sure you wish to clear your message?")) window.txtMessage.clear();
+}
+
+}  // namespace morvane
