@@ -5,7 +5,9 @@
 
 #include "file_attributes.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <unistd.h>
 #endif
 
@@ -36,6 +38,27 @@ bool writeFileAtomically(const std::string& path, std::string_view content) {
         return false;
     }
     return true;
+}
+
+}  // namespace morvane
+
+namespace morvane {
+
+bool flushToDisk(const std::string& path) {
+#ifdef _WIN32
+    HANDLE file = CreateFileW(fileattr::toPath(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    const bool flushed = FlushFileBuffers(file) != 0;
+    CloseHandle(file);
+    return flushed;
+#else
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) return false;
+    const bool flushed = ::fsync(::fileno(file)) == 0;
+    std::fclose(file);
+    return flushed;
+#endif
 }
 
 }  // namespace morvane

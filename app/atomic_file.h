@@ -11,3 +11,11 @@ namespace morvane {
 bool writeFileAtomically(const std::string& path, std::string_view content);
 
 }  // namespace morvane
+
+namespace morvane {
+
+// Makes sure the file's content has reached the disk (before its source is
+// deleted, for one). True when it has.
+bool flushToDisk(const std::string& path);
+
+}  // namespace morvane

@@ -1,0 +1,63 @@
+#include "job_support.h"
+
+#include <filesystem>
+#include <new>
+
+#include "codepage.h"
+#include "file_attributes.h"
+#include "message_encryption.h"
+#include "run_time_error.h"
+
+namespace morvane {
+
+void closeStatus(JobContext& c) {
+    if (c.run.silentRun) return;
+    c.status.closeWindow();
+}
+
+namespace job {
+
+JobScope::JobScope(JobContext& c, clsBlowfish& cipher) : c_(c) {
+    c.window.jobRunning = true;
+    cipher.Progress = [&c](std::int32_t percent) {
+        c.run.progressPercent = percent;
+        c.ui.letEventsRun();
+        c.ui.letEventsRun();
+    };
+    c.zip.Progress = [&c](int) { c.ui.letEventsRun(); };
+}
+
+JobScope::~JobScope() {
+    c_.zip.Progress = nullptr;
+    c_.window.jobRunning = false;
+}
+
+std::string errorLine(std::string_view routine, const std::exception& error) {
+    std::string description = error.what();
+    int number = 51;  // an internal error
+    if (const auto* runTime = dynamic_cast<const RunTimeError*>(&error)) {
+        number = runTime->number();
+    } else if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
+        description = "Out of memory";
+        number = 7;
+    }
+    return "Error in " + std::string(routine) + " routine. Error: " + description + " " + std::to_string(number) + ".";
+}
+
+std::optional<std::string> passwordKey(JobContext& c) {
+    codepage::Conversion key = codepage::toCodePage(c.window.txtPassword);
+    if (key.ok()) return std::move(key.bytes);
+    c.ui.showMessage(codePageRefusal(c.window.txtPassword, "password"), MessageIcon::Exclamation);
+    c.ui.setFocus("txtPassword");
+    return std::nullopt;
+}
+
+bool fileExistsAt(std::string_view path) {
+    const auto last = path.find_last_not_of(' ');
+    std::error_code ec;
+    return std::filesystem::is_regular_file(
+        fileattr::toPath(std::string(path.substr(0, last == std::string_view::npos ? 0 : last + 1))), ec);
+}
+
+}  // namespace job
+}  // namespace morvane
