@@ -1,0 +1,561 @@
+// Scenario tests of the message tab: encMsg, decMsg and Command1 over the
+// window model, with the cipher text checked independently through
+// clsBlowfish.
+#include "message_encryption.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "activity_log.h"
+#include "clsBlowfish.h"
+#include "main_window_model.h"
+#include "scripted_user_interface.h"
+#include "temp_directory.h"
+
+namespace {
+
+using morvane::ActivityLog;
+using morvane::clsBlowfish;
+using morvane::MainWindowModel;
+using morvane::MessageIcon;
+using morvane::ScriptedUserInterface;
+using morvane::testing::TempDirectory;
+
+using Message = ScriptedUserInterface::Message;
+
+const std::string kAlreadyEncrypted = "Your message is already encrypted. Do you wish to decrypt your message?";
+const std::string kAlreadyDecrypted = "Your message is already decrypted. Do you wish to encrypt your message?";
+const std::string kNotCipherText =
+    "The text you are attempting to decrypt is either already decrypted or you have entered in an invalid password. "
+    "Please verify your password and then try again.";
+const std::string kEncryptedCopied =
+    "Your message has been encrypted and copied to the clipboard. You may now paste your encrypted message to other "
+    "applications such as email.";
+const std::string kDecryptedCopied =
+    "Your message has been decrypted and copied to the clipboard. You may now paste your plain text message to other "
+    "applications such as email.";
+const std::string kVerifyMismatch =
+    "Your password entered in the \"Verify Password\" field does not match the password you entered in the "
+    "\"Password\" field. Please verify password and then try again.";
+const std::string kClearQuestion = "Are you sure you wish to clear your message?";
+
+std::string fixedDate() { return "01/02/2024 10:00:00"; }
+
+// The cipher's own reading of a hexadecimal text; keys and results are
+// Windows-1252 bytes.
+std::string decipherHex(const std::string& hex, const std::string& key) {
+    clsBlowfish cipher;
+    return cipher.DecryptString(hex, key, true);
+}
+
+bool isUpperHex(const std::string& s) {
+    if (s.empty() || s.size() % 2 != 0) return false;
+    return s.find_first_not_of("0123456789ABCDEF") == std::string::npos;
+}
+
+// Hex digits of the cipher buffer for a plaintext of n bytes: 8 random bytes,
+// 4 length bytes, the text, zero padding to a multiple of 8.
+std::size_t hexLengthFor(std::size_t n) { return 2 * ((n + 12 + 7) / 8 * 8); }
+
+struct MessageFixture {
+    TempDirectory logDir{"message"};
+    MainWindowModel window;
+    ScriptedUserInterface ui;
+    ActivityLog log{logDir.str(), fixedDate};
+
+    MessageFixture() { window.currentTab = morvane::kMessageTab; }
+
+    void setPassword(const std::string& password) {
+        window.txtPassword = password;
+        window.txtVerifyPass = password;
+    }
+    void encrypt() { morvane::encDecMsg(window, ui, log, false); }
+    void decrypt() { morvane::encDecMsg(window, ui, log, true); }
+    bool nothingLogged() const { return !std::filesystem::exists(log.logPath()); }
+};
+
+// --- Enciphering ---------------------------------------------------------------
+
+TEST(MessageTabEncrypt, GivesUpperCaseHexOfMarkerAndMessage) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "Hello world";
+    f.encrypt();
+    const std::string cipherText = f.window.txtMessage;
+    EXPECT_TRUE(isUpperHex(cipherText)) << cipherText;
+    EXPECT_EQ(cipherText.size(), hexLengthFor(5 + 11));
+    EXPECT_EQ(decipherHex(cipherText, "secret"), "~enc~Hello world");
+    // Without chkCopyToClip the result simply replaces the text.
+    EXPECT_TRUE(f.ui.messages.empty());
+    EXPECT_TRUE(f.ui.questions.empty());
+    EXPECT_TRUE(f.ui.clipboardLog.empty());
+    EXPECT_EQ(f.window.txtPassword, "secret");
+    EXPECT_EQ(f.window.txtVerifyPass, "secret");
+    EXPECT_TRUE(f.nothingLogged());
+}
+
+TEST(MessageTabEncrypt, ShortMessageIsEncipheredWithoutQuestion) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "abcde";
+    f.encrypt();
+    EXPECT_TRUE(f.ui.questions.empty());
+    EXPECT_TRUE(isUpperHex(f.window.txtMessage));
+    EXPECT_EQ(decipherHex(f.window.txtMessage, "pw"), "~enc~abcde");
+}
+
+TEST(MessageTabEncrypt, CopyToClipboardClearsThenSetsAndReportsSuccess) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.chkCopyToClip = true;
+    f.window.txtMessage = "Meet me at noon.";
+    f.encrypt();
+    const std::string cipherText = f.window.txtMessage;
+    EXPECT_EQ(decipherHex(cipherText, "secret"), "~enc~Meet me at noon.");
+    EXPECT_EQ(f.ui.clipboardLog, (std::vector<std::string>{"clear", "set:" + cipherText}));
+    EXPECT_EQ(f.ui.clipboard, cipherText);
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kEncryptedCopied, "Success", MessageIcon::Information}}));
+}
+
+TEST(MessageTabEncrypt, AlreadyEncipheredTextAsksAndYesDeciphers) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "The plan stands.";
+    f.encrypt();
+    ASSERT_TRUE(isUpperHex(f.window.txtMessage));
+
+    f.ui.answers.push_back(true);
+    f.encrypt();
+    ASSERT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kAlreadyEncrypted);
+    EXPECT_EQ(f.ui.questions[0].title, "Morvane");
+    EXPECT_EQ(f.window.txtMessage, "The plan stands.");
+    EXPECT_TRUE(f.ui.messages.empty());
+}
+
+TEST(MessageTabEncrypt, AlreadyEncipheredTextAnsweredNoStaysAsItIs) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "The plan stands.";
+    f.encrypt();
+    const std::string cipherText = f.window.txtMessage;
+
+    f.ui.answers.push_back(false);
+    f.encrypt();
+    ASSERT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kAlreadyEncrypted);
+    EXPECT_EQ(f.window.txtMessage, cipherText);
+    EXPECT_TRUE(f.ui.messages.empty());
+}
+
+TEST(MessageTabEncrypt, YesWithCopyToClipboardReportsTheDeciphering) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "The plan stands.";
+    f.encrypt();
+    f.window.chkCopyToClip = true;
+    f.ui.answers.push_back(true);
+    f.encrypt();
+    EXPECT_EQ(f.window.txtMessage, "The plan stands.");
+    EXPECT_EQ(f.ui.clipboardLog, (std::vector<std::string>{"clear", "set:The plan stands."}));
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kDecryptedCopied, "Success", MessageIcon::Information}}));
+}
+
+TEST(MessageTabEncrypt, TwiceWithDifferentPasswordsEnciphersTwice) {
+    MessageFixture f;
+    f.setPassword("alpha");
+    f.window.txtMessage = "layered secret";
+    f.encrypt();
+    const std::string firstPass = f.window.txtMessage;
+    ASSERT_EQ(decipherHex(firstPass, "alpha"), "~enc~layered secret");
+
+    f.setPassword("beta");
+    f.encrypt();
+    EXPECT_TRUE(f.ui.questions.empty());
+    const std::string secondPass = f.window.txtMessage;
+    EXPECT_TRUE(isUpperHex(secondPass));
+    EXPECT_EQ(decipherHex(secondPass, "beta"), "~enc~" + firstPass);
+
+    // Peeling the layers off again, newest first.
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, firstPass);
+    f.setPassword("alpha");
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "layered secret");
+    EXPECT_TRUE(f.ui.messages.empty());
+}
+
+TEST(MessageTabEncrypt, PasswordIsUsedWithItsBlanks) {
+    MessageFixture f;
+    f.setPassword(" pw ");
+    f.window.txtMessage = "blanks matter";
+    f.encrypt();
+    const std::string cipherText = f.window.txtMessage;
+    EXPECT_EQ(decipherHex(cipherText, " pw "), "~enc~blanks matter");
+    EXPECT_FALSE(decipherHex(cipherText, "pw").starts_with("~enc~"));
+
+    f.setPassword("pw");
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, cipherText);
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kNotCipherText, "Morvane", MessageIcon::Exclamation}}));
+
+    f.setPassword(" pw ");
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "blanks matter");
+}
+
+TEST(MessageTabEncrypt, Windows1252CharactersSurviveTheRoundTrip) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "Café € déjà vu";
+    f.encrypt();
+    // One byte per character in the cipher: é E9, € 80, à E0.
+    EXPECT_EQ(decipherHex(f.window.txtMessage, "pw"), "~enc~Caf\xE9 \x80 d\xE9j\xE0 vu");
+    EXPECT_EQ(f.window.txtMessage.size(), hexLengthFor(5 + 14));
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "Café € déjà vu");
+    EXPECT_TRUE(f.ui.messages.empty());
+}
+
+TEST(MessageTabEncrypt, PasswordMeetsTheCipherInWindows1252) {
+    MessageFixture f;
+    f.setPassword("pässwörd");
+    f.window.txtMessage = "umlauts";
+    f.encrypt();
+    EXPECT_EQ(decipherHex(f.window.txtMessage, "p\xE4ssw\xF6rd"), "~enc~umlauts");
+    // The UTF-8 bytes of the password are another key.
+    EXPECT_FALSE(decipherHex(f.window.txtMessage, "pässwörd").starts_with("~enc~"));
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "umlauts");
+}
+
+TEST(MessageTabEncrypt, MessageOutsideWindows1252IsRefusedNamingTheCharacter) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "left → right";
+    f.encrypt();
+    EXPECT_EQ(f.window.txtMessage, "left → right");
+    ASSERT_EQ(f.ui.messages.size(), 1u);
+    EXPECT_NE(f.ui.messages[0].text.find("→"), std::string::npos) << f.ui.messages[0].text;
+    EXPECT_EQ(f.ui.messages[0].title, "Morvane");
+    EXPECT_TRUE(f.ui.clipboardLog.empty());
+    EXPECT_EQ(f.window.txtPassword, "pw");
+}
+
+TEST(MessageTabEncrypt, PasswordOutsideWindows1252IsRefusedNamingTheCharacter) {
+    MessageFixture f;
+    f.setPassword("p→ss");
+    f.window.txtMessage = "some message";
+    f.encrypt();
+    EXPECT_EQ(f.window.txtMessage, "some message");
+    EXPECT_EQ(f.window.txtPassword, "p→ss");
+    EXPECT_EQ(f.window.txtVerifyPass, "p→ss");
+    ASSERT_EQ(f.ui.messages.size(), 1u);
+    EXPECT_NE(f.ui.messages[0].text.find("→"), std::string::npos) << f.ui.messages[0].text;
+    EXPECT_TRUE(f.ui.clipboardLog.empty());
+}
+
+TEST(MessageTabDecrypt, PasswordOutsideWindows1252IsRefusedNamingTheCharacter) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "kept";
+    f.encrypt();
+    const std::string cipherText = f.window.txtMessage;
+    f.setPassword("p→ss");
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, cipherText);
+    ASSERT_EQ(f.ui.messages.size(), 1u);
+    EXPECT_NE(f.ui.messages[0].text.find("→"), std::string::npos) << f.ui.messages[0].text;
+}
+
+// --- Deciphering -----------------------------------------------------------------
+
+TEST(MessageTabDecrypt, RestoresTheMessageSilentlyWithoutClipboard) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "Hello world";
+    f.encrypt();
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "Hello world");
+    EXPECT_TRUE(f.ui.messages.empty());
+    EXPECT_TRUE(f.ui.questions.empty());
+    EXPECT_TRUE(f.ui.clipboardLog.empty());
+}
+
+TEST(MessageTabDecrypt, CopyToClipboardClearsThenSetsAndReportsSuccess) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "Hello world";
+    f.encrypt();
+    f.window.chkCopyToClip = true;
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "Hello world");
+    EXPECT_EQ(f.ui.clipboardLog, (std::vector<std::string>{"clear", "set:Hello world"}));
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kDecryptedCopied, "Success", MessageIcon::Information}}));
+}
+
+TEST(MessageTabDecrypt, CipherTextMadeElsewhereIsRead) {
+    MessageFixture f;
+    clsBlowfish cipher;
+    f.window.txtMessage = cipher.EncryptString("~enc~from a friend", "shared", true);
+    f.setPassword("shared");
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "from a friend");
+}
+
+TEST(MessageTabDecrypt, FiveCharacterPlainMessageAsksToEncrypt) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "hello";
+    f.decrypt();
+    ASSERT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kAlreadyDecrypted);
+    EXPECT_EQ(f.ui.questions[0].title, "Morvane");
+    EXPECT_EQ(f.window.txtMessage, "hello");  // No: left as it was
+    EXPECT_TRUE(f.ui.messages.empty());
+}
+
+TEST(MessageTabDecrypt, FiveCharacterPlainMessageYesEnciphers) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "hello";
+    f.ui.answers.push_back(true);
+    f.decrypt();
+    ASSERT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kAlreadyDecrypted);
+    EXPECT_TRUE(isUpperHex(f.window.txtMessage));
+    EXPECT_EQ(decipherHex(f.window.txtMessage, "pw"), "~enc~hello");
+    EXPECT_TRUE(f.ui.messages.empty());
+}
+
+TEST(MessageTabDecrypt, FiveCharacterYesWithCopyToClipboardReportsEnciphering) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.chkCopyToClip = true;
+    f.window.txtMessage = "hello";
+    f.ui.answers.push_back(true);
+    f.decrypt();
+    EXPECT_EQ(f.ui.clipboardLog, (std::vector<std::string>{"clear", "set:" + f.window.txtMessage}));
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kEncryptedCopied, "Success", MessageIcon::Information}}));
+}
+
+TEST(MessageTabDecrypt, FiveCharactersAreCountedAsCharactersNotBytes) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "ééééé";  // ten bytes of UTF-8, five characters
+    f.decrypt();
+    ASSERT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kAlreadyDecrypted);
+    EXPECT_TRUE(f.ui.messages.empty());
+}
+
+TEST(MessageTabDecrypt, SixCharacterPlainMessageIsNotCipherText) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "hello!";
+    f.decrypt();
+    EXPECT_TRUE(f.ui.questions.empty());
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kNotCipherText, "Morvane", MessageIcon::Exclamation}}));
+    EXPECT_EQ(f.window.txtMessage, "hello!");
+    EXPECT_TRUE(f.ui.clipboardLog.empty());
+}
+
+TEST(MessageTabDecrypt, WrongPasswordLooksLikePlainText) {
+    MessageFixture f;
+    f.setPassword("right");
+    f.window.txtMessage = "guarded words";
+    f.encrypt();
+    const std::string cipherText = f.window.txtMessage;
+    f.window.chkCopyToClip = true;
+    f.setPassword("wrong");
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, cipherText);
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kNotCipherText, "Morvane", MessageIcon::Exclamation}}));
+    EXPECT_TRUE(f.ui.clipboardLog.empty());
+}
+
+// --- Refusals ------------------------------------------------------------------------
+
+TEST(MessageTabRefusal, BlankMessageToEncrypt) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "";
+    f.encrypt();
+    EXPECT_EQ(f.ui.messages,
+              (std::vector<Message>{{"The text to be encrypted cannot be blank. Please enter in the text you wish to "
+                                     "encrypt and then try again.",
+                                     "Morvane", MessageIcon::Information}}));
+    EXPECT_EQ(f.ui.focusRequests, (std::vector<std::string>{"txtMessage"}));
+    EXPECT_EQ(f.window.txtMessage, "");
+}
+
+TEST(MessageTabRefusal, BlanksOnlyMessageToDecrypt) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "       ";
+    f.decrypt();
+    EXPECT_EQ(f.ui.messages,
+              (std::vector<Message>{{"The text to be decrypted cannot be blank. Please enter in the text you wish to "
+                                     "decrypt and then try again.",
+                                     "Morvane", MessageIcon::Information}}));
+    EXPECT_EQ(f.ui.focusRequests, (std::vector<std::string>{"txtMessage"}));
+    EXPECT_EQ(f.window.txtMessage, "       ");
+    EXPECT_TRUE(f.ui.questions.empty());
+}
+
+TEST(MessageTabRefusal, BlanksOnlyMessageToEncrypt) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = "   ";
+    f.encrypt();
+    ASSERT_EQ(f.ui.messages.size(), 1u);
+    EXPECT_EQ(f.ui.messages[0].text,
+              "The text to be encrypted cannot be blank. Please enter in the text you wish to encrypt and then try "
+              "again.");
+    EXPECT_EQ(f.window.txtMessage, "   ");
+}
+
+TEST(MessageTabRefusal, BlankMessageIsToldBeforeBlankPassword) {
+    MessageFixture f;
+    f.window.txtPassword = "";
+    f.window.txtVerifyPass = "other";
+    f.window.txtMessage = " ";
+    f.encrypt();
+    ASSERT_EQ(f.ui.messages.size(), 1u);
+    EXPECT_EQ(f.ui.messages[0].text,
+              "The text to be encrypted cannot be blank. Please enter in the text you wish to encrypt and then try "
+              "again.");
+    EXPECT_EQ(f.ui.focusRequests, (std::vector<std::string>{"txtMessage"}));
+}
+
+TEST(MessageTabRefusal, BlankPasswordToEncrypt) {
+    MessageFixture f;
+    f.setPassword("");
+    f.window.txtMessage = "a message";
+    f.encrypt();
+    EXPECT_EQ(f.ui.messages,
+              (std::vector<Message>{{"Password field is blank. Please enter in a valid password you wish to encrypt "
+                                     "your message with and then try again.",
+                                     "Morvane", MessageIcon::Information}}));
+    EXPECT_EQ(f.ui.focusRequests, (std::vector<std::string>{"txtPassword"}));
+    EXPECT_EQ(f.window.txtMessage, "a message");
+}
+
+TEST(MessageTabRefusal, BlanksOnlyPasswordToDecrypt) {
+    MessageFixture f;
+    f.setPassword("    ");
+    f.window.txtMessage = "a message";
+    f.decrypt();
+    EXPECT_EQ(f.ui.messages,
+              (std::vector<Message>{{"Password field is blank. Please enter in a valid password you wish to decrypt "
+                                     "your message with and then try again.",
+                                     "Morvane", MessageIcon::Information}}));
+    EXPECT_EQ(f.ui.focusRequests, (std::vector<std::string>{"txtPassword"}));
+    EXPECT_EQ(f.window.txtMessage, "a message");
+}
+
+TEST(MessageTabRefusal, BlankPasswordIsToldBeforeVerifyMismatch) {
+    MessageFixture f;
+    f.window.txtPassword = "  ";
+    f.window.txtVerifyPass = "";
+    f.window.txtMessage = "a message";
+    f.encrypt();
+    ASSERT_EQ(f.ui.messages.size(), 1u);
+    EXPECT_EQ(f.ui.messages[0].text,
+              "Password field is blank. Please enter in a valid password you wish to encrypt your message with and "
+              "then try again.");
+}
+
+TEST(MessageTabRefusal, VerifyMismatchToEncrypt) {
+    MessageFixture f;
+    f.window.txtPassword = "secret";
+    f.window.txtVerifyPass = "Secret";
+    f.window.txtMessage = "a message";
+    f.encrypt();
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kVerifyMismatch, "Morvane", MessageIcon::Exclamation}}));
+    EXPECT_EQ(f.ui.focusRequests, (std::vector<std::string>{"txtPassword"}));
+    EXPECT_EQ(f.window.txtMessage, "a message");
+    EXPECT_EQ(f.window.txtPassword, "secret");
+    EXPECT_EQ(f.window.txtVerifyPass, "Secret");
+}
+
+TEST(MessageTabRefusal, VerifyComparisonIsUntrimmed) {
+    MessageFixture f;
+    f.window.txtPassword = "secret";
+    f.window.txtVerifyPass = "secret ";
+    f.window.txtMessage = "a message";
+    f.encrypt();
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kVerifyMismatch, "Morvane", MessageIcon::Exclamation}}));
+    EXPECT_EQ(f.window.txtMessage, "a message");
+}
+
+TEST(MessageTabRefusal, VerifyFieldIsRequiredToDecrypt) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "a message";
+    f.encrypt();
+    const std::string cipherText = f.window.txtMessage;
+    f.window.txtVerifyPass = "";
+    f.decrypt();
+    EXPECT_EQ(f.ui.messages, (std::vector<Message>{{kVerifyMismatch, "Morvane", MessageIcon::Exclamation}}));
+    EXPECT_EQ(f.ui.focusRequests, (std::vector<std::string>{"txtPassword"}));
+    EXPECT_EQ(f.window.txtMessage, cipherText);
+}
+
+TEST(MessageTabRefusal, RefusalsWriteNothingToTheLog) {
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = " ";
+    f.encrypt();
+    f.window.txtMessage = "plain text here";
+    f.decrypt();
+    EXPECT_EQ(f.ui.messages.size(), 2u);
+    EXPECT_TRUE(f.nothingLogged());
+}
+
+// --- Clearing ----------------------------------------------------------------------
+
+TEST(MessageTabClear, AsksAndYesEmptiesTheMessage) {
+    MessageFixture f;
+    f.window.txtMessage = "draft";
+    f.ui.answers.push_back(true);
+    morvane::clearMessage(f.window, f.ui);
+    ASSERT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kClearQuestion);
+    EXPECT_EQ(f.ui.questions[0].title, "Morvane");
+    EXPECT_EQ(f.window.txtMessage, "");
+}
+
+TEST(MessageTabClear, NoKeepsTheMessage) {
+    MessageFixture f;
+    f.window.txtMessage = "draft";
+    f.ui.answers.push_back(false);
+    morvane::clearMessage(f.window, f.ui);
+    ASSERT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kClearQuestion);
+    EXPECT_EQ(f.window.txtMessage, "draft");
+}
+
+TEST(MessageTabClear, BlanksAreAMessageWorthAsking) {
+    MessageFixture f;
+    f.window.txtMessage = "  ";
+    morvane::clearMessage(f.window, f.ui);
+    ASSERT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kClearQuestion);
+    EXPECT_EQ(f.window.txtMessage, "  ");
+}
+
+TEST(MessageTabClear, EmptyMessageAsksNothing) {
+    MessageFixture f;
+    f.window.txtMessage = "";
+    f.ui.answers.push_back(true);
+    morvane::clearMessage(f.window, f.ui);
+    EXPECT_TRUE(f.ui.questions.empty());
+    EXPECT_EQ(f.window.txtMessage, "");
+    EXPECT_EQ(f.ui.answers.size(), 1u);
+}
+
+}  // namespace
