@@ -11,6 +11,7 @@
 
 #include "file_attributes.h"
 #include "member_names.h"
+#include "winzip_aes_reader.h"
 
 #ifndef _WIN32
 #include <fcntl.h>
@@ -184,7 +185,11 @@ bool LibzipComponent::ZipFiles(const std::string& sourceDir, const std::string& 
     zip_source_t* source = zip_source_file_create(sourcePath.c_str(), 0, -1, &error);
     zip_error_fini(&error);
     if (source == nullptr) return false;
-    // A second file of the same name replaces the first, as the last one added wins.
+    // A second file of the same name replaces the first, as the last one added
+    // wins. The first one's encryption is dropped beforehand: libzip would keep
+    // its copy of the password past the replacement.
+    if (const zip_int64_t existing = zip_name_locate(pending_, name.c_str(), 0); existing >= 0)
+        zip_file_set_encryption(pending_, static_cast<zip_uint64_t>(existing), ZIP_EM_NONE, nullptr);
     const zip_int64_t index = zip_file_add(pending_, name.c_str(), source, ZIP_FL_OVERWRITE | ZIP_FL_ENC_GUESS);
     if (index < 0) {
         zip_source_free(source);
@@ -203,10 +208,72 @@ bool LibzipComponent::ZipFiles(const std::string& sourceDir, const std::string& 
     return true;
 }
 
+bool LibzipComponent::readMember(zip_t* archive, unsigned long long index,
+                                 const std::function<bool(const char*, std::size_t)>& write) {
+    zip_stat_t stat;
+    if (zip_stat_index(archive, index, 0, &stat) != 0) return false;
+    std::vector<char> buffer(1 << 20);
+    const int strength =
+        (stat.valid & ZIP_STAT_ENCRYPTION_METHOD) ? WinZipAesReader::strengthOf(stat.encryption_method) : 0;
+
+    if (strength == 0) {  // stored, deflated, traditional encryption: libzip reads it
+        zip_file_t* member = zip_fopen_index(archive, index, 0);
+        if (member == nullptr) return false;  // wrong password, unknown method
+        bool done = true;
+        for (;;) {
+            if (stopRequested_) {
+                done = false;
+                break;
+            }
+            const zip_int64_t got = zip_fread(member, buffer.data(), buffer.size());
+            if (got < 0) {  // damaged data, a failed CRC check
+                done = false;
+                break;
+            }
+            if (got == 0) break;
+            if (!write(buffer.data(), static_cast<std::size_t>(got))) {
+                done = false;
+                break;
+            }
+        }
+        return zip_fclose(member) == 0 && done;
+    }
+
+    // WinZip AES: authenticated and deciphered here, from the raw bytes.
+    if (!(stat.valid & ZIP_STAT_COMP_SIZE) || !(stat.valid & ZIP_STAT_COMP_METHOD) ||
+        (stat.comp_method != ZIP_CM_STORE && stat.comp_method != ZIP_CM_DEFLATE))
+        return false;
+    WinZipAesReader reader(strength, unzipPassword_, stat.comp_size, stat.comp_method == ZIP_CM_DEFLATE,
+                           (stat.valid & ZIP_STAT_CRC) ? stat.crc : 0);
+    zip_file_t* member = zip_fopen_index(archive, index, ZIP_FL_ENCRYPTED);
+    if (member == nullptr) return false;
+    const auto out = [&write](std::span<const std::uint8_t> bytes) {
+        return write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    };
+    std::uint64_t rawRead = 0;
+    bool done = true;
+    while (rawRead < stat.comp_size) {
+        if (stopRequested_) {
+            done = false;
+            break;
+        }
+        const zip_int64_t got = zip_fread(member, buffer.data(), buffer.size());
+        // libzip may report a CRC failure at the end of an AE-2 member, whose
+        // CRC field is 0 by design: only the bytes count here.
+        if (got <= 0) break;
+        rawRead += static_cast<std::uint64_t>(got);
+        if (reader.feed({reinterpret_cast<const std::uint8_t*>(buffer.data()), static_cast<std::size_t>(got)}, out) !=
+            WinZipAesReader::Status::Ok) {
+            done = false;
+            break;
+        }
+    }
+    zip_fclose(member);
+    return done && rawRead == stat.comp_size && reader.finish() == WinZipAesReader::Status::Ok;
+}
+
 bool LibzipComponent::extractMember(zip_t* archive, unsigned long long index, const std::string& target,
                                     unsigned long long& bytesDone, unsigned long long bytesTotal) {
-    zip_file_t* member = zip_fopen_index(archive, index, 0);
-    if (member == nullptr) return false;  // wrong password, unknown method
     const fs::path targetPath = fileattr::toPath(target);
     const fs::path partial = partialNameFor(targetPath);
     bool done = false;
@@ -218,31 +285,15 @@ bool LibzipComponent::extractMember(zip_t* archive, unsigned long long index, co
 #endif
         if (out) {
             std::setvbuf(out.get(), nullptr, _IONBF, 0);
-            std::vector<char> buffer(1 << 20);
-            done = true;
-            for (;;) {
-                if (stopRequested_) {
-                    done = false;
-                    break;
-                }
-                const zip_int64_t got = zip_fread(member, buffer.data(), buffer.size());
-                if (got < 0) {  // damaged data, a failed CRC or authentication check
-                    done = false;
-                    break;
-                }
-                if (got == 0) break;
-                if (std::fwrite(buffer.data(), 1, static_cast<std::size_t>(got), out.get()) !=
-                    static_cast<std::size_t>(got)) {
-                    done = false;
-                    break;
-                }
-                bytesDone += static_cast<unsigned long long>(got);
+            done = readMember(archive, index, [&](const char* data, std::size_t length) {
+                if (std::fwrite(data, 1, length, out.get()) != length) return false;
+                bytesDone += length;
                 if (bytesTotal > 0) setPercent(static_cast<int>(bytesDone * 100 / bytesTotal));
-            }
+                return true;
+            });
             if (std::fclose(out.release()) != 0) done = false;
         }
     }
-    if (zip_fclose(member) != 0) done = false;
     std::error_code ec;
     if (done) {
         fs::rename(partial, targetPath, ec);

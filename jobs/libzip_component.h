@@ -2,6 +2,7 @@
 // The zip component over libzip: WinZip AES-256 for packing, every scheme
 // libzip reads (AES, traditional) for extracting.
 #include <atomic>
+#include <functional>
 #include <string>
 
 #include "zip_component.h"
@@ -37,6 +38,9 @@ private:
     void discardPending();
     bool extractMember(struct zip* archive, unsigned long long index, const std::string& target,
                        unsigned long long& bytesDone, unsigned long long bytesTotal);
+    // Reads member `index` and hands its content to `write`, chunk by chunk.
+    bool readMember(struct zip* archive, unsigned long long index,
+                    const std::function<bool(const char*, std::size_t)>& write);
 
     LogWriter log_;
     std::string zipPassword_;
