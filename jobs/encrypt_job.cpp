@@ -162,9 +162,8 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
                 flushToDisk(c.run.combinedArchivePath);
             }
             // Each source goes right after it joined the temporary zip, before
-            // the archive exists. The zip takes in a file's content only when
-            // it is written, so it is written first.
-            if (w.chkDelAfterEnc && c.zip.CommitArchive()) deleteFile(path);
+            // the archive exists, once the zip no longer needs the file.
+            if (w.chkDelAfterEnc && c.zip.ReleaseSources()) deleteFile(path);
         }
         if (!silent) c.status.finishBar();
     }

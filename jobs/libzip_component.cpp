@@ -1,6 +1,7 @@
 #include "libzip_component.h"
 
 #include <zip.h>
+#include <zlib.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -37,11 +38,11 @@ std::string unquote(const std::string& fileSpec) {
 }
 
 // "-4" asks for deflate at level 4; any digit after "-" sets the level, "-0"
-// stores. Without a level, zlib's default.
+// stores. Without a level, zlib's default (-1).
 int compressionLevel(const std::string& options) {
     for (std::size_t i = 0; i + 1 < options.size(); ++i)
         if (options[i] == '-' && options[i + 1] >= '0' && options[i + 1] <= '9') return options[i + 1] - '0';
-    return 0;  // libzip: 0 selects the default level
+    return Z_DEFAULT_COMPRESSION;
 }
 
 bool hasOption(const std::string& options, char letter) {
@@ -138,16 +139,24 @@ void LibzipComponent::reportProgress(double fraction) {
 void LibzipComponent::discardPending() {
     if (pending_ != nullptr) zip_discard(pending_);
     pending_ = nullptr;
+    writer_.reset();
     pendingPath_.clear();
 }
 
 bool LibzipComponent::CommitArchive() {
-    if (pending_ == nullptr) return true;
-    zip_register_progress_callback_with_state(pending_, 0.01, progressCallback, nullptr, this);
-    zip_register_cancel_callback_with_state(pending_, cancelCallback, nullptr, this);
-    const bool written = zip_close(pending_) == 0;
+    bool written = true;
+    if (writer_ != nullptr) {
+        written = writer_->commit();
+        writer_.reset();
+    } else if (pending_ != nullptr) {
+        zip_register_progress_callback_with_state(pending_, 0.01, progressCallback, nullptr, this);
+        zip_register_cancel_callback_with_state(pending_, cancelCallback, nullptr, this);
+        written = zip_close(pending_) == 0;
+        if (written) pending_ = nullptr;
+    } else {
+        return true;
+    }
     if (written) {
-        pending_ = nullptr;
         pendingPath_.clear();
         setPercent(100);
     } else {
@@ -156,30 +165,14 @@ bool LibzipComponent::CommitArchive() {
     return written;
 }
 
-bool LibzipComponent::ZipFiles(const std::string& sourceDir, const std::string& fileSpec, const std::string& destDir,
-                               const std::string& zipName, const std::string& options) {
-    stopRequested_ = false;
-    const std::string name = unquote(fileSpec);
-    const std::string sourcePath = sourceDir + name;
-    const std::string archivePath = destDir + zipName;
-    if (pending_ != nullptr && pendingPath_ != archivePath && !CommitArchive()) return false;
-    setPercent(0);
-
-    // A file that cannot be read, or an archive that cannot be written, is
-    // refused now, before the archive is touched: the archive stays as it was.
-    if (name.empty() || !isReadableFile(fileattr::toPath(sourcePath)) ||
-        !canCreateFilesIn(fileattr::toPath(destDir.empty() ? std::string(".") : destDir))) {
-        CommitArchive();  // what was added before stays, as if written at once
-        return false;
-    }
-
+bool LibzipComponent::addWithLibzip(const std::string& sourcePath, const std::string& name,
+                                    const std::string& archivePath, const std::string& options) {
     if (pending_ == nullptr) {
         int error = 0;
         pending_ = zip_open(archivePath.c_str(), ZIP_CREATE, &error);
         if (pending_ == nullptr) return false;  // an existing file that is no zip archive
         pendingPath_ = archivePath;
     }
-
     zip_error_t error;
     zip_error_init(&error);
     zip_source_t* source = zip_source_file_create(sourcePath.c_str(), 0, -1, &error);
@@ -198,14 +191,56 @@ bool LibzipComponent::ZipFiles(const std::string& sourceDir, const std::string& 
     const auto entry = static_cast<zip_uint64_t>(index);
     const int level = compressionLevel(options);
     const bool configured =
-        zip_set_file_compression(pending_, entry, level == 0 && hasOption(options, '0') ? ZIP_CM_STORE : ZIP_CM_DEFLATE,
-                                 static_cast<zip_uint32_t>(level)) == 0 &&
+        zip_set_file_compression(pending_, entry, level == 0 ? ZIP_CM_STORE : ZIP_CM_DEFLATE,
+                                 level == Z_DEFAULT_COMPRESSION ? 0 : static_cast<zip_uint32_t>(level)) == 0 &&
         (zipPassword_.empty() || zip_file_set_encryption(pending_, entry, ZIP_EM_AES_256, zipPassword_.c_str()) == 0);
     if (!configured) {
         zip_delete(pending_, entry);
         return false;
     }
     return true;
+}
+
+bool LibzipComponent::ZipFiles(const std::string& sourceDir, const std::string& fileSpec, const std::string& destDir,
+                               const std::string& zipName, const std::string& options) {
+    stopRequested_ = false;
+    const std::string name = unquote(fileSpec);
+    const std::string sourcePath = sourceDir + name;
+    const std::string archivePath = destDir + zipName;
+    const bool pending = writer_ != nullptr || pending_ != nullptr;
+    if (pending && pendingPath_ != archivePath && !CommitArchive()) return false;
+    setPercent(0);
+
+    // A file that cannot be read, or an archive that cannot be written, is
+    // refused before the archive is touched: the archive stays as it was.
+    if (name.empty() || !isReadableFile(fileattr::toPath(sourcePath)) ||
+        (!pending && !canCreateFilesIn(fileattr::toPath(destDir.empty() ? std::string(".") : destDir)))) {
+        CommitArchive();  // what was added before stays, as if written at once
+        return false;
+    }
+
+    std::error_code ec;
+    if (writer_ == nullptr && pending_ == nullptr && !fs::exists(fileattr::toPath(archivePath), ec)) {
+        writer_ = ZipWriter::create(archivePath);
+        if (writer_ == nullptr) return false;
+        pendingPath_ = archivePath;
+    }
+    if (writer_ != nullptr) {
+        switch (writer_->addFile(
+            sourcePath, name, compressionLevel(options), zipPassword_, [this](int percent) { setPercent(percent); },
+            [this] { return stopRequested_.load(); })) {
+            case ZipWriter::AddResult::Added:
+                return true;
+            case ZipWriter::AddResult::Failed:
+                CommitArchive();
+                return false;
+            case ZipWriter::AddResult::TooLarge:
+                // 64-bit sizes: the archive so far is written, and libzip adds to it.
+                if (!CommitArchive()) return false;
+                break;
+        }
+    }
+    return addWithLibzip(sourcePath, name, archivePath, options);
 }
 
 bool LibzipComponent::readMember(zip_t* archive, unsigned long long index,

@@ -3,9 +3,11 @@
 // libzip reads (AES, traditional) for extracting.
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "zip_component.h"
+#include "zip_writer.h"
 
 struct zip;
 
@@ -24,6 +26,9 @@ public:
     bool ZipFiles(const std::string& sourceDir, const std::string& fileSpec, const std::string& destDir,
                   const std::string& zipName, const std::string& options) override;
     bool CommitArchive() override;
+    // A new archive holds each file's content once it is added; libzip reads
+    // the files when it writes the archive, so that one is committed first.
+    bool ReleaseSources() override { return writer_ != nullptr || CommitArchive(); }
     bool UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
                     const std::string& options) override;
     int PercentDone() const override { return percentDone_.load(); }
@@ -49,9 +54,15 @@ private:
     std::atomic<int> percentDone_{0};
     std::atomic<bool> stopRequested_{false};
 
-    // The archive consecutive ZipFiles calls add to, until it is committed.
+    // The archive consecutive ZipFiles calls add to, until it is committed: a
+    // new archive is written by ZipWriter as files come; an existing one is
+    // added to through libzip.
+    std::unique_ptr<ZipWriter> writer_;
     struct zip* pending_ = nullptr;
     std::string pendingPath_;
+
+    bool addWithLibzip(const std::string& sourcePath, const std::string& name, const std::string& archivePath,
+                       const std::string& options);
 };
 
 }  // namespace morvane

@@ -39,6 +39,10 @@ public:
     // be written; the archive is then as it was before those calls.
     virtual bool CommitArchive() = 0;
 
+    // Makes the pending archive independent of the files added so far, so
+    // that they may be deleted before it is committed. True when it is.
+    virtual bool ReleaseSources() = 0;
+
     // Extracts every member matching fileMask ("*.*" for all) into destDir.
     // options "-n": existing files are left untouched, which is no failure.
     // False when the archive is not a zip archive or a member cannot be

@@ -212,6 +212,10 @@ public:
         calls.push_back({"CommitArchive", {}});
         return real_.CommitArchive();
     }
+    bool ReleaseSources() override {
+        calls.push_back({"ReleaseSources", {}});
+        return real_.ReleaseSources();
+    }
     bool UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
                     const std::string& options) override {
         calls.push_back({"UnzipFiles", {zipPath, fileMask, destDir, options}});

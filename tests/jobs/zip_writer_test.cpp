@@ -1,0 +1,155 @@
+// The archive writer for new archives, read back by this program and by the
+// real zip programs, around every edge of its two-core deflate.
+#include "zip_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <random>
+
+#include "libzip_component.h"
+#include "temp_directory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using morvane::LibzipComponent;
+using morvane::ZipWriter;
+using morvane::testing::readFile;
+using morvane::testing::TempDirectory;
+using morvane::testing::writeFile;
+
+// Text that deflates well, and bytes that do not, mixed.
+std::string content(std::size_t size, unsigned seed) {
+    std::mt19937 rng(seed);
+    static const std::array<std::string, 6> words = {"alpha ", "bravo ", "charlie ", "delta\n", "echo ", "foxtrot "};
+    std::string out;
+    out.reserve(size);
+    while (out.size() < size) {
+        if (rng() % 5 == 0) {
+            for (int i = 0; i < 64 && out.size() < size; ++i) out += static_cast<char>(rng());
+        } else {
+            out += words[rng() % words.size()];
+        }
+    }
+    out.resize(size);
+    return out;
+}
+
+int run(const std::string& command) { return std::system((command + " >/dev/null 2>&1").c_str()); }
+
+const std::size_t kSizes[] = {0,      1,       19,      20,      65535,       65536,      65537,
+                              131072, 1048575, 1048576, 1048577, 2097152 + 7, 3145728 - 1};
+
+TEST(ZipWriter, AesArchivesReadBackByThisProgramAndBySevenZip) {
+    TempDirectory dir("writer-aes");
+    fs::create_directories(dir.file("in"));
+    fs::create_directories(dir.file("out"));
+    for (std::size_t size : kSizes) writeFile(dir.file("in/f" + std::to_string(size)), content(size, 7 + size));
+    {
+        LibzipComponent zip;
+        zip.SetZipPassword("Pass word 1");
+        for (std::size_t size : kSizes)
+            ASSERT_TRUE(
+                zip.ZipFiles(dir.file("in/"), "\"f" + std::to_string(size) + "\"", dir.file(""), "a.zip", "-4"));
+        ASSERT_TRUE(zip.CommitArchive());
+        zip.SetUnzipPassword("Pass word 1");
+        ASSERT_TRUE(zip.UnzipFiles(dir.file("a.zip"), "*.*", dir.file("out"), ""));
+    }
+    for (std::size_t size : kSizes) {
+        const std::string name = "f" + std::to_string(size);
+        EXPECT_EQ(readFile(dir.file("out/" + name)), readFile(dir.file("in/" + name))) << name;
+    }
+    EXPECT_EQ(run("7zz t -p'Pass word 1' '" + dir.file("a.zip") + "'"), 0);
+    EXPECT_NE(run("7zz t -p'wrong' '" + dir.file("a.zip") + "'"), 0);
+}
+
+TEST(ZipWriter, UnencryptedArchivesPassInfoZipsOwnTest) {
+    TempDirectory dir("writer-plain");
+    fs::create_directories(dir.file("in"));
+    for (std::size_t size : kSizes) writeFile(dir.file("in/f" + std::to_string(size)), content(size, 99 + size));
+    LibzipComponent zip;
+    for (std::size_t size : kSizes)
+        ASSERT_TRUE(zip.ZipFiles(dir.file("in/"), "\"f" + std::to_string(size) + "\"", dir.file(""), "p.zip", "-4"));
+    ASSERT_TRUE(zip.CommitArchive());
+    EXPECT_EQ(run("unzip -t '" + dir.file("p.zip") + "'"), 0);
+    EXPECT_EQ(run("unzip -q -d '" + dir.file("x") + "' '" + dir.file("p.zip") + "'"), 0);
+    for (std::size_t size : kSizes) {
+        const std::string name = "f" + std::to_string(size);
+        EXPECT_EQ(readFile(dir.file("x/" + name)), readFile(dir.file("in/" + name))) << name;
+    }
+}
+
+TEST(ZipWriter, LevelZeroStoresTheBytes) {
+    TempDirectory dir("writer-store");
+    const std::string text(5000, 'a');  // deflate would shrink it to almost nothing
+    writeFile(dir.file("s.txt"), text);
+    LibzipComponent zip;
+    ASSERT_TRUE(zip.ZipFiles(dir.file(""), "\"s.txt\"", dir.file(""), "s.zip", "-0"));
+    ASSERT_TRUE(zip.CommitArchive());
+    EXPECT_GT(fs::file_size(dir.file("s.zip")), text.size());
+    EXPECT_EQ(run("unzip -t '" + dir.file("s.zip") + "'"), 0);
+}
+
+TEST(ZipWriter, NonAsciiNamesAreMarkedUtf8) {
+    TempDirectory dir("writer-names");
+    writeFile(dir.file("résumé ü.txt"), "x");
+    LibzipComponent zip;
+    zip.SetZipPassword("pw");
+    ASSERT_TRUE(zip.ZipFiles(dir.file(""), "\"résumé ü.txt\"", dir.file(""), "n.zip", "-4"));
+    ASSERT_TRUE(zip.CommitArchive());
+    fs::create_directories(dir.file("out"));
+    EXPECT_EQ(run("cd '" + dir.file("out") + "' && 7zz x -ppw '" + dir.file("n.zip") + "'"), 0);
+    EXPECT_EQ(readFile(dir.file("out/résumé ü.txt")), "x");
+}
+
+TEST(ZipWriter, FailedAddLeavesTheEntriesBeforeIt) {
+    TempDirectory dir("writer-fail");
+    writeFile(dir.file("one.txt"), content(200000, 1));
+    auto writer = ZipWriter::create(dir.file("w.zip"));
+    ASSERT_TRUE(writer);
+    ASSERT_EQ(writer->addFile(dir.file("one.txt"), "one.txt", 4, "pw", {}, {}), ZipWriter::AddResult::Added);
+    EXPECT_EQ(writer->addFile(dir.file("missing.txt"), "missing.txt", 4, "pw", {}, {}), ZipWriter::AddResult::Failed);
+    // Stopped half-way through the second file: it is cut off again.
+    writeFile(dir.file("two.txt"), content(3 << 20, 2));
+    int calls = 0;
+    EXPECT_EQ(writer->addFile(dir.file("two.txt"), "two.txt", 4, "pw", {}, [&calls] { return ++calls > 1; }),
+              ZipWriter::AddResult::Failed);
+    ASSERT_TRUE(writer->commit());
+    EXPECT_FALSE(fs::exists(dir.file("w.zip.~mvpart")));
+    LibzipComponent zip;
+    zip.SetUnzipPassword("pw");
+    fs::create_directories(dir.file("out"));
+    ASSERT_TRUE(zip.UnzipFiles(dir.file("w.zip"), "*.*", dir.file("out"), ""));
+    EXPECT_EQ(readFile(dir.file("out/one.txt")), readFile(dir.file("one.txt")));
+    EXPECT_FALSE(fs::exists(dir.file("out/two.txt")));
+    EXPECT_EQ(run("7zz t -ppw '" + dir.file("w.zip") + "'"), 0);
+}
+
+TEST(ZipWriter, CommitWithoutEntriesMakesNoArchive) {
+    TempDirectory dir("writer-empty");
+    auto writer = ZipWriter::create(dir.file("e.zip"));
+    ASSERT_TRUE(writer);
+    ASSERT_TRUE(writer->commit());
+    EXPECT_FALSE(fs::exists(dir.file("e.zip")));
+    EXPECT_FALSE(fs::exists(dir.file("e.zip.~mvpart")));
+}
+
+TEST(ZipWriter, SourcesCanGoOnceAddedToANewArchive) {
+    TempDirectory dir("writer-release");
+    writeFile(dir.file("a.txt"), content(300000, 3));
+    const std::string original = readFile(dir.file("a.txt"));
+    LibzipComponent zip;
+    zip.SetZipPassword("pw");
+    ASSERT_TRUE(zip.ZipFiles(dir.file(""), "\"a.txt\"", dir.file(""), "r.zip", "-4"));
+    ASSERT_TRUE(zip.ReleaseSources());
+    fs::remove(dir.file("a.txt"));
+    ASSERT_TRUE(zip.CommitArchive());
+    zip.SetUnzipPassword("pw");
+    ASSERT_TRUE(zip.UnzipFiles(dir.file("r.zip"), "*.*", dir.file(""), ""));
+    EXPECT_EQ(readFile(dir.file("a.txt")), original);
+}
+
+}  // namespace
