@@ -37,11 +37,10 @@ void ActivityLog::appendLine(std::string_view message) const {
     struct Closer {
         void operator()(std::FILE* f) const { std::fclose(f); }
     };
+    std::unique_ptr<std::FILE, Closer> file(fileattr::openFile(logPath(), "ab"));
 #ifdef _WIN32
-    std::unique_ptr<std::FILE, Closer> file(_wfopen(fileattr::toPath(logPath()).c_str(), L"ab"));
     constexpr std::string_view kLineBreak = "\r\n";
 #else
-    std::unique_ptr<std::FILE, Closer> file(std::fopen(logPath().c_str(), "ab"));
     constexpr std::string_view kLineBreak = "\n";
 #endif
     if (!file) return;

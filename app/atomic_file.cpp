@@ -20,11 +20,7 @@ bool writeFileAtomically(const std::string& path, std::string_view content) {
     fs::path temporary = target;
     temporary += ".~mvnew";
     std::error_code ec;
-#ifdef _WIN32
-    std::FILE* file = _wfopen(temporary.c_str(), L"wb");
-#else
-    std::FILE* file = std::fopen(temporary.c_str(), "wb");
-#endif
+    std::FILE* file = fileattr::openFile(fileattr::fromPath(temporary), "wb");
     if (file == nullptr) return false;
     bool written = std::fwrite(content.data(), 1, content.size(), file) == content.size();
     written = std::fflush(file) == 0 && written;
@@ -53,7 +49,7 @@ bool flushToDisk(const std::string& path) {
     CloseHandle(file);
     return flushed;
 #else
-    std::FILE* file = std::fopen(path.c_str(), "rb");
+    std::FILE* file = fileattr::openFile(path, "rb");
     if (file == nullptr) return false;
     const bool flushed = ::fsync(::fileno(file)) == 0;
     std::fclose(file);

@@ -15,15 +15,6 @@ namespace morvane {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-std::string toUtf8(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {reinterpret_cast<const char*>(text.data()), text.size()};
-}
-
-}  // namespace
-
 std::string executableDirectory() {
 #ifdef _WIN32
     wchar_t buffer[32768];
@@ -32,9 +23,9 @@ std::string executableDirectory() {
 #else
     std::error_code ec;
     const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-    if (ec) return toUtf8(fs::current_path(ec));
+    if (ec) return fileattr::fromPath(fs::current_path(ec));
 #endif
-    return toUtf8(exe.parent_path());
+    return fileattr::fromPath(exe.parent_path());
 }
 
 bool isWritableDirectory(const std::string& directory) {
@@ -70,7 +61,7 @@ std::string programDirectory() {
     const fs::path directory = data / "morvane";
     std::error_code ec;
     fs::create_directories(directory, ec);
-    return toUtf8(directory);
+    return fileattr::fromPath(directory);
 #endif
 }
 

@@ -12,6 +12,20 @@ fs::path toPath(const std::string& utf8) {
     return fs::path(std::u8string(reinterpret_cast<const char8_t*>(utf8.data()), utf8.size()));
 }
 
+std::string fromPath(const fs::path& path) {
+    const std::u8string text = path.u8string();
+    return {reinterpret_cast<const char*>(text.data()), text.size()};
+}
+
+std::FILE* openFile(const std::string& utf8Path, const char* mode) {
+#ifdef _WIN32
+    const std::wstring wideMode(mode, mode + std::char_traits<char>::length(mode));
+    return _wfopen(toPath(utf8Path).c_str(), wideMode.c_str());
+#else
+    return std::fopen(utf8Path.c_str(), mode);
+#endif
+}
+
 #ifdef _WIN32
 
 std::optional<std::uint32_t> getAttributes(const std::string& path) {

@@ -6,6 +6,7 @@
 // lacks write permission; hidden means the base name starts with "."; system
 // is never set. So "attribute word exactly 34" is a writable dot-file.
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -18,8 +19,12 @@ inline constexpr std::uint32_t kSystem = 4;
 inline constexpr std::uint32_t kDirectory = 16;
 inline constexpr std::uint32_t kArchive = 32;
 
-// The path of a UTF-8 file name, in the platform's own form.
+// The path of a UTF-8 file name, in the platform's own form, and back.
 std::filesystem::path toPath(const std::string& utf8);
+std::string fromPath(const std::filesystem::path& path);
+
+// std::fopen for a UTF-8 file name.
+std::FILE* openFile(const std::string& utf8Path, const char* mode);
 
 // The attribute word, or nothing when the file cannot be looked at.
 std::optional<std::uint32_t> getAttributes(const std::string& path);

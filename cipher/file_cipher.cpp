@@ -21,12 +21,8 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
-FileHandle openFile(const fs::path& path, bool forWriting) {
-#ifdef _WIN32
-    FileHandle file(_wfopen(path.c_str(), forWriting ? L"wb" : L"rb"));
-#else
-    FileHandle file(std::fopen(path.c_str(), forWriting ? "wb" : "rb"));
-#endif
+FileHandle openFile(const std::string& path, bool forWriting) {
+    FileHandle file(fileattr::openFile(path, forWriting ? "wb" : "rb"));
     // The chunks are already large; a second buffer would only copy them.
     if (file) std::setvbuf(file.get(), nullptr, _IONBF, 0);
     return file;
@@ -67,7 +63,7 @@ public:
             clsBlowfish::killFile(outFile);
         }
         errno = 0;
-        file_ = openFile(temporary_.empty() ? target_ : temporary_, true);
+        file_ = openFile(fileattr::fromPath(temporary_.empty() ? target_ : temporary_), true);
         if (!file_) error = systemError(errno);
         return static_cast<bool>(file_);
     }
@@ -108,7 +104,7 @@ private:
 // Opens the input and reads its length.
 FileHandle openInput(const std::string& inFile, std::uint64_t& length, std::string& error) {
     errno = 0;
-    FileHandle input = openFile(fileattr::toPath(inFile), false);
+    FileHandle input = openFile(inFile, false);
     if (!input) {
         error = systemError(errno);
         return input;

@@ -27,12 +27,6 @@ SplitPath splitAtLastSeparator(std::string_view path) {
     return {std::string(), std::string(path)};
 }
 
-std::string trimBlanks(std::string_view text) {
-    const auto first = text.find_first_not_of(' ');
-    if (first == std::string_view::npos) return {};
-    return std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
-}
-
 std::string zipPassword(std::string_view password) {
     return toggleHighBits(trimBlanks(password)) + toggleHighBits(scrambleText(kScrambledZipConstant));
 }

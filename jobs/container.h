@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "clsBlowfish.h"
+#include "text_trim.h"
 #include "zip_component.h"
 
 namespace morvane {
@@ -27,9 +28,6 @@ struct SplitPath {
     std::string name;
 };
 SplitPath splitAtLastSeparator(std::string_view path);
-
-// The password without blanks at either end.
-std::string trimBlanks(std::string_view text);
 
 // The zip password of an archive made with `password` (trimmed here). Throws
 // RunTimeError when the password begins with the character of code 128,

@@ -38,22 +38,8 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
                 "No Files Selected", MessageIcon::Information);
         return;
     }
-    w.txtPassword = trimBlanks(w.txtPassword);
-    w.txtVerifyPass = trimBlanks(w.txtVerifyPass);
-    if (w.txtPassword.empty()) {
-        c.ui.showMessage(
-            "Password field is blank. Please enter in a valid password to decrypt your files and then "
-            "try again.",
-            MessageIcon::Information);
-        c.ui.setFocus("txtPassword");
-        return;
-    }
-    if (w.txtPassword != w.txtVerifyPass) {
-        c.ui.showMessage(job::kVerifyMismatch, MessageIcon::Exclamation);
-        c.ui.setFocus("txtPassword");
-        return;
-    }
-    const std::optional<std::string> key = job::passwordKey(c);
+    const std::optional<std::string> key = job::checkedPasswordKey(
+        c, "Password field is blank. Please enter in a valid password to decrypt your files and then try again.");
     if (!key) return;
 
     c.zip.SetUnzipPassword(zipPassword(*key));

@@ -34,21 +34,8 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
                 "No Files Selected", MessageIcon::Information);
         return;
     }
-    w.txtPassword = trimBlanks(w.txtPassword);
-    w.txtVerifyPass = trimBlanks(w.txtVerifyPass);
-    if (w.txtPassword.empty()) {
-        c.ui.showMessage(
-            "Password field is blank. Please enter in a valid password with up to 56 characters in length.",
-            MessageIcon::Information);
-        c.ui.setFocus("txtPassword");
-        return;
-    }
-    if (w.txtPassword != w.txtVerifyPass) {
-        c.ui.showMessage(job::kVerifyMismatch, MessageIcon::Exclamation);
-        c.ui.setFocus("txtPassword");
-        return;
-    }
-    const std::optional<std::string> key = job::passwordKey(c);
+    const std::optional<std::string> key = job::checkedPasswordKey(
+        c, "Password field is blank. Please enter in a valid password with up to 56 characters in length.");
     if (!key) return;
 
     c.zip.SetZipPassword(zipPassword(*key));

@@ -7,6 +7,7 @@
 #include "file_attributes.h"
 #include "message_encryption.h"
 #include "run_time_error.h"
+#include "text_trim.h"
 
 namespace morvane {
 
@@ -44,10 +45,26 @@ std::string errorLine(std::string_view routine, const std::exception& error) {
     return "Error in " + std::string(routine) + " routine. Error: " + description + " " + std::to_string(number) + ".";
 }
 
-std::optional<std::string> passwordKey(JobContext& c) {
-    codepage::Conversion key = codepage::toCodePage(c.window.txtPassword);
-    if (key.ok()) return std::move(key.bytes);
-    c.ui.showMessage(codePageRefusal(c.window.txtPassword, "password"), MessageIcon::Exclamation);
+std::optional<std::string> checkedPasswordKey(JobContext& c, std::string_view blankMessage) {
+    MainWindowModel& w = c.window;
+    w.txtPassword = trimBlanks(w.txtPassword);
+    w.txtVerifyPass = trimBlanks(w.txtVerifyPass);
+    std::string refusal;
+    MessageIcon icon = MessageIcon::Exclamation;
+    codepage::Conversion key;
+    if (w.txtPassword.empty()) {
+        refusal = blankMessage;
+        icon = MessageIcon::Information;
+    } else if (w.txtPassword != w.txtVerifyPass) {
+        refusal =
+            "Your password entered in the \"Verify Password\" field does not match the password you entered in the "
+            "\"Password\" field. Please verify password and then try again.";
+    } else {
+        key = codepage::toCodePage(w.txtPassword);
+        if (key.ok()) return std::move(key.bytes);
+        refusal = codePageRefusal(w.txtPassword, "password");
+    }
+    c.ui.showMessage(refusal, icon);
     c.ui.setFocus("txtPassword");
     return std::nullopt;
 }

@@ -28,16 +28,13 @@ private:
 // unexpected error that ended the job.
 std::string errorLine(std::string_view routine, const std::exception& error);
 
-// The password's code-page form, or nothing after telling the person which
-// characters it cannot carry.
-std::optional<std::string> passwordKey(JobContext& c);
+// Trims both password fields and writes them back, then checks them: blank
+// (told in the job's own words), the two differing, or characters the code
+// page cannot carry. The cipher key when they pass; nothing after telling the
+// person and putting the focus in the password field.
+std::optional<std::string> checkedPasswordKey(JobContext& c, std::string_view blankMessage);
 
 // Whether a file exists where the path points, blanks at its end not counting.
 bool fileExistsAt(std::string_view path);
-
-// The text both jobs show when the two password fields differ.
-inline constexpr const char* kVerifyMismatch =
-    "Your password entered in the \"Verify Password\" field does not match the password you entered in the "
-    "\"Password\" field. Please verify password and then try again.";
 
 }  // namespace morvane::job

@@ -25,11 +25,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string toUtf8(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {reinterpret_cast<const char*>(text.data()), text.size()};
-}
-
 // The file name inside a file specification: one name between double quotes.
 std::string unquote(const std::string& fileSpec) {
     if (fileSpec.size() >= 2 && fileSpec.front() == '"' && fileSpec.back() == '"')
@@ -58,11 +53,7 @@ bool canCreateFilesIn(const fs::path& directory) {
     for (int attempt = 0; attempt < 100; ++attempt) {
         const fs::path probe = directory / ("~mvprobe" + std::to_string(attempt) + ".tmp");
         if (fs::exists(probe, ec)) continue;
-#ifdef _WIN32
-        FILE* f = _wfopen(probe.c_str(), L"wbx");
-#else
-        FILE* f = std::fopen(probe.c_str(), "wbx");
-#endif
+        FILE* f = fileattr::openFile(fileattr::fromPath(probe), "wbx");
         if (!f) return false;
         std::fclose(f);
         fs::remove(probe, ec);
@@ -74,11 +65,7 @@ bool canCreateFilesIn(const fs::path& directory) {
 bool isReadableFile(const fs::path& path) {
     std::error_code ec;
     if (!fs::is_regular_file(path, ec)) return false;
-#ifdef _WIN32
-    FILE* f = _wfopen(path.c_str(), L"rb");
-#else
-    FILE* f = std::fopen(path.c_str(), "rb");
-#endif
+    FILE* f = fileattr::openFile(fileattr::fromPath(path), "rb");
     if (!f) return false;
     std::fclose(f);
     return true;
@@ -313,11 +300,7 @@ bool LibzipComponent::extractMember(zip_t* archive, unsigned long long index, co
     const fs::path partial = partialNameFor(targetPath);
     bool done = false;
     {
-#ifdef _WIN32
-        std::unique_ptr<std::FILE, FileCloser> out(_wfopen(partial.c_str(), L"wbx"));
-#else
-        std::unique_ptr<std::FILE, FileCloser> out(std::fopen(partial.c_str(), "wbx"));
-#endif
+        std::unique_ptr<std::FILE, FileCloser> out(fileattr::openFile(fileattr::fromPath(partial), "wbx"));
         if (out) {
             std::setvbuf(out.get(), nullptr, _IONBF, 0);
             done = readMember(archive, index, [&](const char* data, std::size_t length) {
@@ -379,13 +362,13 @@ bool LibzipComponent::UnzipFiles(const std::string& zipPath, const std::string& 
             fs::create_directories(target, ec);
             continue;
         }
-        if (!matchesFileMask(toUtf8(target.filename()), fileMask)) continue;
+        if (!matchesFileMask(fileattr::fromPath(target.filename()), fileMask)) continue;
         if (keepExisting && fs::exists(target, ec)) {
             if (stat.valid & ZIP_STAT_SIZE) bytesDone += stat.size;
             continue;
         }
         fs::create_directories(target.parent_path(), ec);
-        if (!extractMember(archive, index, toUtf8(target), bytesDone, bytesTotal)) return false;
+        if (!extractMember(archive, index, fileattr::fromPath(target), bytesDone, bytesTotal)) return false;
         if (stat.valid & ZIP_STAT_MTIME) setModificationTime(target, stat.mtime);
     }
     setPercent(100);

@@ -74,15 +74,6 @@ struct FileCloser {
     void operator()(std::FILE* f) const { std::fclose(f); }
 };
 
-std::FILE* openFile(const std::string& path, const char* mode) {
-#ifdef _WIN32
-    const std::wstring wideMode(mode, mode + std::char_traits<char>::length(mode));
-    return _wfopen(fileattr::toPath(path).c_str(), wideMode.c_str());
-#else
-    return std::fopen(path.c_str(), mode);
-#endif
-}
-
 bool seekTo(std::FILE* file, std::uint64_t offset) {
 #ifdef _WIN32
     return _fseeki64(file, static_cast<__int64>(offset), SEEK_SET) == 0;
@@ -97,7 +88,7 @@ std::unique_ptr<ZipWriter> ZipWriter::create(const std::string& archivePath) {
     std::unique_ptr<ZipWriter> writer(new ZipWriter());
     writer->archivePath_ = archivePath;
     writer->partialPath_ = archivePath + ".~mvpart";
-    writer->file_ = openFile(writer->partialPath_, "wb+");
+    writer->file_ = fileattr::openFile(writer->partialPath_, "wb+");
     if (writer->file_ == nullptr) return nullptr;
     return writer;
 }
@@ -128,7 +119,7 @@ bool ZipWriter::truncateTo(std::uint64_t offset) {
 ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std::string& name, int level,
                                         std::string_view password, const std::function<void(int)>& progress,
                                         const std::function<bool()>& stopRequested) {
-    std::unique_ptr<std::FILE, FileCloser> source(openFile(sourcePath, "rb"));
+    std::unique_ptr<std::FILE, FileCloser> source(fileattr::openFile(sourcePath, "rb"));
     if (!source) return AddResult::Failed;
     std::setvbuf(source.get(), nullptr, _IONBF, 0);
     std::error_code ec;

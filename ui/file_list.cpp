@@ -7,6 +7,7 @@
 #include "program_directory.h"
 #include "sort_and_search.h"
 #include "text_case.h"
+#include "text_trim.h"
 
 namespace morvane {
 
@@ -20,12 +21,6 @@ constexpr std::string_view kArchiveFilter = "Encrypted Zip Files|*.enz";
 // How many files one choice of the dialog can hold, told in the message when
 // a choice does not fit.
 constexpr int kMaxFilesPerChoice = 32767;
-
-std::string trimmed(std::string_view s) {
-    const auto first = s.find_first_not_of(' ');
-    if (first == std::string_view::npos) return {};
-    return std::string(s.substr(first, s.find_last_not_of(' ') - first + 1));
-}
 
 // Paths are looked up the way Windows looks names up: blanks at the end of a
 // name do not count. A rebuilt row's path keeps the blank that stood before
@@ -80,9 +75,9 @@ std::string encryptionStrengthText(std::string_view password) {
 void passwordChanged(MainWindowModel& window) { window.sbStatusBar[2] = encryptionStrengthText(window.txtPassword); }
 
 std::string rowPath(const ListRow& row) {
-    std::string text = trimmed(row.text);
+    std::string text = trimBlanks(row.text);
     const auto marker = text.rfind(kArchiveMarkerWord);
-    if (marker != std::string::npos) text = trimmed(text.substr(0, marker));
+    if (marker != std::string::npos) text = trimBlanks(text.substr(0, marker));
     return text;
 }
 
@@ -132,7 +127,7 @@ void addFiles(MainWindowModel& window, UserInterface& ui, ActivityLog& log, cons
         window.toolbarDeleteEnabled = true;
         pathList = listedPathOfSingleChoice(chosen);
     }
-    populateList(window, trimmed(pathList), true);
+    populateList(window, trimBlanks(pathList), true);
 }
 
 void populateList(MainWindowModel& window, std::string_view pathList, bool append) {
@@ -183,13 +178,13 @@ void refreshList(MainWindowModel& window) {
     window.toolbarDeleteEnabled = true;
     std::string pathList;
     for (const ListRow& row : window.lstFiles) {
-        std::string text = trimmed(row.text);
+        std::string text = trimBlanks(row.text);
         const auto marker = text.rfind(kArchiveMarkerWord);
         if (marker != std::string::npos) text = text.substr(0, marker);  // keeps the blank before it
         pathList += text;
         pathList += kPathListSeparator;
     }
-    populateList(window, trimmed(pathList), false);
+    populateList(window, trimBlanks(pathList), false);
 }
 
 void removeItem(MainWindowModel& window, int index) {

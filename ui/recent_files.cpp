@@ -10,6 +10,7 @@
 #include "file_list.h"
 #include "platform_utilities.h"
 #include "program_directory.h"
+#include "text_trim.h"
 
 namespace morvane {
 
@@ -17,16 +18,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string trimmed(std::string_view s) {
-    const auto first = s.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos) return {};
-    return std::string(s.substr(first, s.find_last_not_of(" \t\r\n") - first + 1));
-}
-
 // Everything after the first blank, trimmed.
 std::string afterFirstBlank(std::string_view s) {
     const auto blank = s.find(' ');
-    return blank == std::string_view::npos ? std::string() : trimmed(s.substr(blank + 1));
+    return blank == std::string_view::npos ? std::string() : trimBlanks(s.substr(blank + 1));
 }
 
 }  // namespace
@@ -40,7 +35,8 @@ std::vector<std::string> RecentFiles::readEntries(std::string_view skip) const {
     std::ifstream in(fileattr::toPath(path()), std::ios::binary);
     std::string line;
     while (kept.size() < kRecentCapacity && std::getline(in, line)) {
-        std::string entry = trimmed(line);
+        if (!line.empty() && line.back() == '\r') line.pop_back();  // lines end with CR LF
+        std::string entry = trimBlanks(line);
         if (!entry.empty() && entry != skip) kept.push_back(std::move(entry));
     }
     return kept;
