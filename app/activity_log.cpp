@@ -52,6 +52,7 @@ void ActivityLog::appendLine(std::string_view message) const {
 }
 
 void ActivityLog::writeLog(std::string_view message) noexcept {
+    ++linesRequested_;
     try {
         const fs::path log = fileattr::toPath(logPath());
         std::error_code ec;

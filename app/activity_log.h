@@ -23,6 +23,10 @@ public:
     std::string logPath() const;
     std::string archivePath() const;
 
+    // How many lines this log was asked to write (a command-line run ends
+    // with a failure status when its job logged anything).
+    int linesRequested() const { return linesRequested_; }
+
     // A log longer than this many bytes is archived before the next line.
     static constexpr std::uint64_t kArchiveThreshold = 2000000;
 
@@ -40,6 +44,7 @@ private:
 
     std::string directory_;
     DateTimeSource dateTime_;
+    int linesRequested_ = 0;
 };
 
 // What View Log does: open the log in the desktop's viewer when it exists,

@@ -1,11 +1,68 @@
-// The program's entry. The window and the command-line jobs are being built;
-// until they are, the program says so instead of pretending to work.
+// The program's entry: start-up, then a command-line job, or (once the
+// windows exist) window and association mode.
+#include <clocale>
 #include <cstdio>
+#include <filesystem>
 
-int main(int, char**) {
-    std::fprintf(stderr,
-                 "Morvane %s: the window and the command-line jobs are not built yet.\n"
-                 "The cipher can be tried with build/tools/morvane-cipher.\n",
-                 MORVANE_VERSION);
-    return 1;
+#include "command_line.h"
+#include "console_user_interface.h"
+#include "legal_agreement.h"
+#include "program_directory.h"
+#include "startup.h"
+
+namespace {
+
+// The first-run agreement on the terminal. Without one nobody can accept it,
+// and the answer is No: a batch job never waits for input that cannot come.
+bool askAgreementOnConsole(morvane::ConsoleUserInterface& console) {
+    if (!console.interactive()) {
+        std::fputs(
+            "Morvane has not been started before on this computer: run it once from a terminal or its window "
+            "to accept its use agreement.\n",
+            stderr);
+        return false;
+    }
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(morvane::kLegalAgreement.size()), morvane::kLegalAgreement.data());
+    for (;;) {
+        if (console.askYesNo("Do you accept this agreement?")) return true;
+        if (console.askYesNo("Are you sure you want to exit? If you select yes, you will not be able to run Morvane!"))
+            return false;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_TIME, "");  // the log's dates as the user writes them
+    morvane::Program program(morvane::programDirectory(), morvane::SettingsStore::defaultFilePath());
+    morvane::ConsoleUserInterface console;
+    const std::string commandLine = morvane::joinArguments(argc, argv);
+
+    morvane::StartupHooks hooks;
+    hooks.askAgreement = [&console] { return askAgreementOnConsole(console); };
+    hooks.executableName = std::filesystem::path(argc > 0 ? argv[0] : "morvane").filename().string();
+    const morvane::StartDecision decision = morvane::runStartup(program, commandLine, hooks);
+
+    switch (decision.route) {
+        case morvane::StartRoute::End:
+            return morvane::kExitFailed;
+        case morvane::StartRoute::CommandLine: {
+            morvane::ProgressWindow status(console);
+            console.followProgress(&status, &program.run.progressPercent);
+            morvane::JobContext job{program.window, program.run,    console, program.log,
+                                    program.zip,    program.recent, status};
+            const int exitStatus = morvane::runCommandLine(commandLine, job, program.passwords);
+            console.endProgressLine();
+            return exitStatus;
+        }
+        case morvane::StartRoute::Window:
+        case morvane::StartRoute::Association:
+            std::fprintf(stderr,
+                         "Morvane %s: the window is not built yet. Command-line jobs work now, for example:\n"
+                         "  morvane -e -pPASSWORD -s/path/file1, /path/file2 -d/path/archive.enz\n"
+                         "  morvane -d -pPASSWORD -s/path/archive.enz -d/path/output/\n",
+                         MORVANE_VERSION);
+            return morvane::kExitFailed;
+    }
+    return morvane::kExitFailed;
 }

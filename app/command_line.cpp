@@ -1,0 +1,321 @@
+#include "command_line.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+
+#include "file_attributes.h"
+#include "file_list.h"
+#include "program_directory.h"
+#include "text_case.h"
+#include "text_trim.h"
+
+namespace morvane {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+#ifdef _WIN32
+constexpr std::string_view kLineBreak = "\r\n";
+#else
+constexpr std::string_view kLineBreak = "\n";
+#endif
+
+constexpr const char* kInvalidArguments = "Invalid command line arguments.";
+
+bool isExistingFile(const std::string& path) {
+    std::error_code ec;
+    return fs::is_regular_file(fileattr::toPath(path), ec);
+}
+
+// A rejection shown in the usage dialog (and logged, like every rejection).
+int reject(JobContext& job, std::string_view rejection, int status) {
+    job.log.writeLog(rejection);
+    job.ui.showMessage(usageText(rejection), kUsageTitle, MessageIcon::Information);
+    return status;
+}
+
+// "a", "a and b", "a, b and c".
+std::string namesJoined(const std::vector<std::string>& names) {
+    std::string text;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (i > 0) text += i + 1 == names.size() ? " and " : ", ";
+        text += names[i];
+    }
+    return text;
+}
+
+// Wildcard match of a file name: "*" and "?" (as the directory search does).
+bool matchesPattern(std::string_view name, std::string_view pattern) {
+    if (pattern.empty()) return name.empty();
+    if (pattern.front() == '*') {
+        for (std::size_t skip = 0; skip <= name.size(); ++skip)
+            if (matchesPattern(name.substr(skip), pattern.substr(1))) return true;
+        return false;
+    }
+    if (name.empty()) return false;
+    return (pattern.front() == '?' || pattern.front() == name.front()) &&
+           matchesPattern(name.substr(1), pattern.substr(1));
+}
+
+bool endsWithEnz(std::string_view path) {
+    const std::string lowered = lowerCase(path);
+    return lowered.size() >= 4 && lowered.compare(lowered.size() - 4, 4, ".enz") == 0;
+}
+
+// Passes everything on to the person and counts the messages: a job that
+// told the person anything has reported a failure or a refusal.
+class CountingUserInterface : public UserInterface {
+public:
+    explicit CountingUserInterface(UserInterface& inner) : inner_(inner) {}
+    void showMessage(std::string_view text, std::string_view title, MessageIcon icon) override {
+        ++messages;
+        inner_.showMessage(text, title, icon);
+    }
+    bool askYesNo(std::string_view text, std::string_view title) override { return inner_.askYesNo(text, title); }
+    void setFocus(std::string_view control) override { inner_.setFocus(control); }
+    std::optional<FileOpenResult> chooseFilesToOpen(const FileOpenRequest& request) override {
+        return inner_.chooseFilesToOpen(request);
+    }
+    std::optional<std::string> chooseFileToSave(std::string_view title, std::string_view filter) override {
+        return inner_.chooseFileToSave(title, filter);
+    }
+    void clearClipboard() override { inner_.clearClipboard(); }
+    void setClipboardText(std::string_view text) override { inner_.setClipboardText(text); }
+    void letEventsRun() override { inner_.letEventsRun(); }
+    void pause(int milliseconds) override { inner_.pause(milliseconds); }
+    int messages = 0;
+
+private:
+    UserInterface& inner_;
+};
+
+int runJobOfCommandLine(const std::string& commandLine, JobContext& job, PasswordDatabase& passwords);
+
+}  // namespace
+
+std::string joinArguments(int argc, const char* const* argv) {
+    std::string line;
+    for (int i = 1; i < argc; ++i) {
+        if (i > 1) line += ' ';
+        line += argv[i];
+    }
+    return line;
+}
+
+std::string usageText(std::string_view rejection) {
+    const std::string pieces[] = {
+        std::string(rejection),
+        "To run Morvane from the command line (DOS window or batch file), you may use the following commands: ",
+        "Encryption Commands: ",
+        "-e -p<password or password file entry. For example, -pmy_pass or -p@my_pass_entry> -s<file or files to "
+        "encrypt (each file separated by a single comma). For example, -sc:\\temp\\1.txt, c:\\temp\\2.txt> "
+        "-d<destination directory and filename for encrypted zip file. For example, "
+        "-dc:\\files\\encrypted_file.enz> -o<options (each option separated by a single comma). Available options "
+        "are s for stealth and d for delete source file after it has been encrypted. Stealth mode will hide any "
+        "status bars during encryption. For example, -os,d for stealth mode and delete source file after it has "
+        "been encrypted.>",
+        "Decryption Commands: ",
+        "-d -p<password or password file entry. For example, -pmy_pass or -p@my_pass_entry > -s<file or files to "
+        "decrypt (each file separated by a single comma). For example, -sc:\\temp\\my_encrypted_file.enz> "
+        "-d<destination directory for decrypted files. For example, -dc:\\temp\\output\\> -o<options (each option "
+        "separated by a single comma). Available options are s for stealth, d for delete encrypted file after it "
+        "has been decrypted and n for don't overwrite existing files when decrypting. For example, -os,n,d>",
+        "For additional command line options such as using input files and wildcards, please consult the help "
+        "file. You may view the help file now by pressing F1 on your keyboard.",
+    };
+    std::string text;
+    for (const std::string& piece : pieces) {
+        if (!text.empty()) text.append(kLineBreak).append(kLineBreak);
+        text += piece;
+    }
+    return text;
+}
+
+int runCommandLine(const std::string& commandLine, JobContext& outer, PasswordDatabase& passwords) {
+    CountingUserInterface counted(outer.ui);
+    JobContext job{outer.window, outer.run, counted, outer.log, outer.zip, outer.recent, outer.status};
+    const int linesBefore = job.log.linesRequested();
+    const int status = runJobOfCommandLine(commandLine, job, passwords);
+    if (status != kExitDone) return status;
+    return job.log.linesRequested() > linesBefore || counted.messages > 0 ? kExitFailed : kExitDone;
+}
+
+namespace {
+
+int runJobOfCommandLine(const std::string& commandLine, JobContext& job, PasswordDatabase& passwords) {
+    MainWindowModel& w = job.window;
+    RunState& run = job.run;
+    run.commandLineRun = true;
+    run.commandLine = commandLine;
+
+    const std::string typed = trimBlanks(commandLine);
+    const std::string lowered = lowerCase(typed);
+    const bool encrypt = lowered.rfind("-e", 0) == 0;
+    const bool decrypt = lowered.rfind("-d", 0) == 0;
+    const auto lastD = lowered.rfind("-d");
+    // A "-" inside a password or a path splits there too: the elements then
+    // shift, as batch files written for the program expect.
+    std::vector<std::string> elements;
+    for (std::size_t start = 0;;) {
+        const auto dash = typed.find('-', start);
+        elements.push_back(typed.substr(start, dash == std::string::npos ? std::string::npos : dash - start));
+        if (dash == std::string::npos) break;
+        start = dash + 1;
+    }
+    if ((!encrypt && !decrypt) || lowered.find("-s") == std::string::npos || lowered.find("-p") == std::string::npos ||
+        lastD == std::string::npos || lastD < 1 || elements.size() < 5)
+        return reject(job, kInvalidArguments, kExitInvalidCommandLine);
+
+    const auto field = [&elements](std::size_t k) {
+        return k < elements.size() && !elements[k].empty() ? trimBlanks(std::string_view(elements[k]).substr(1))
+                                                           : std::string();
+    };
+    const std::string password = field(2), sources = field(3), destination = field(4), options = lowerCase(field(5));
+    if (elements.size() == 6 && options.find('s') != std::string::npos) run.silentRun = true;
+    if (sources.empty())
+        return reject(job,
+                      "No source files specified. Please specify the full path to the file or files you wish to "
+                      "encrypt. For example, c:\\temp\\myfile.txt.",
+                      kExitInvalidCommandLine);
+    if (destination.empty())
+        return reject(job,
+                      "No destination file specified. Please specify the full path to the name of the encrypted zip "
+                      "file you wish to store your encrypted files to. For example, c:\\temp\\myfile.enz.",
+                      kExitInvalidCommandLine);
+
+    const std::string blankPassword =
+        "Password cannot be blank. Please verify the password you entered after the -p argument and then try again.";
+    if (password.find('@') != std::string::npos) {
+        const std::string entry = password.substr(1);
+        if (entry.empty()) return reject(job, blankPassword, kExitInvalidCommandLine);
+        const std::string stored = passwords.lookupStoredPassword(entry, run);
+        if (!stored.empty()) {
+            w.txtPassword = w.txtVerifyPass = stored;
+        } else {
+            // "located" and "is": the words scripts that read the log look for.
+            const std::string missing = "Unable to located " + entry +
+                                        " is the password database. Please verify password name and then try again.";
+            job.log.writeLog(missing);
+            job.ui.showMessage(missing, MessageIcon::Exclamation);
+        }
+    } else {
+        if (password.empty()) return reject(job, blankPassword, kExitInvalidCommandLine);
+        w.txtPassword = w.txtVerifyPass = password;
+    }
+
+    const std::string jobWord = encrypt ? "encrypted" : "decrypted";
+    if (encrypt) {
+        w.currentTab = kEncryptTab;
+        std::string archive = destination;
+        if (archive.size() < 4 || archive.compare(archive.size() - 4, 4, ".enz") != 0) archive += ".enz";
+        w.chkCreateOneZip = true;
+        w.txtCombZipFile = archive;
+        run.combinedArchivePath = archive;
+        w.chkDelAfterEnc = options.find('d') != std::string::npos;
+    } else {
+        w.currentTab = kDecryptTab;
+        w.chkDecOutputDir = true;
+        w.chkRemoveEncFile = options.find('d') != std::string::npos;
+        w.chkDontOverwrite = options.find('n') != std::string::npos;
+        std::string directory = trimBlanks(destination);
+        if (!directory.empty() && directory.back() == kPathSeparator) directory.pop_back();
+        w.txtDecryptTo = directory;
+    }
+
+    std::string pathList;
+    const auto add = [&pathList](const std::string& path) {
+        pathList += path;
+        pathList += kPathListSeparator;
+    };
+    if (sources.find('*') != std::string::npos) {
+        const auto cut = sources.rfind(kPathSeparator);
+        const std::string directory = cut == std::string::npos ? std::string() : sources.substr(0, cut + 1);
+        const std::string pattern = cut == std::string::npos ? sources : sources.substr(cut + 1);
+        std::vector<std::string> matches;
+        std::error_code ec;
+        for (fs::directory_iterator it(fileattr::toPath(directory.empty() ? "." : directory), ec), end;
+             !ec && it != end; it.increment(ec)) {
+            const std::string name = fileattr::fromPath(it->path().filename());
+            std::error_code typeError;
+            if (name.empty() || name.front() == '.' || !it->is_regular_file(typeError)) continue;  // hidden: not listed
+            if (!matchesPattern(name, pattern)) continue;
+            if (decrypt && !endsWithEnz(name)) continue;
+            matches.push_back(directory + name);
+        }
+        if (matches.empty()) {
+            job.log.writeLog("No files matched your criteria for the following command line argument: " + commandLine);
+            return kExitFailed;
+        }
+        std::sort(matches.begin(), matches.end());
+        for (const std::string& match : matches) add(match);
+    } else if (sources.front() == '@') {
+        const std::string listFile = sources.substr(1);
+        if (!isExistingFile(listFile)) {
+            job.ui.showMessage("Unable to locate " + listFile + " Please verify your input file and then try again. ",
+                               MessageIcon::Exclamation);
+            job.log.writeLog("Unable to locate " + listFile + ". Please verify your input file and then try again.");
+        } else {
+            std::ifstream in(fileattr::toPath(listFile), std::ios::binary);
+            std::string line;
+            while (std::getline(in, line)) {
+                if (!line.empty() && line.back() == '\r') line.pop_back();
+                const std::string path = trimBlanks(line);
+                if (path.empty()) continue;
+                if (!isExistingFile(path)) {
+                    // "encrypted" in both jobs: the line scripts already look for.
+                    job.log.writeLog("Unable to locate " + path +
+                                     ". This file will be removed from the list of files to be encrypted.");
+                } else if (decrypt && lowerCase(path).find(".enz") == std::string::npos) {
+                    job.log.writeLog(path +
+                                     " is not an encrypted zip file. This file will be removed from the list of files "
+                                     "to be decrypted.");
+                } else {
+                    add(path);
+                }
+            }
+        }
+    } else {
+        std::vector<std::string> missing;
+        bool anyFound = false;
+        for (std::size_t start = 0;;) {
+            const auto comma = sources.find(',', start);
+            const std::string name = trimBlanks(std::string_view(sources).substr(
+                start, comma == std::string::npos ? std::string::npos : comma - start));
+            if (isExistingFile(name)) {
+                add(name);
+                anyFound = true;
+            } else {
+                job.log.writeLog("Unable to locate " + name + ". This file will not be " + jobWord + ".");
+                missing.push_back(name);
+            }
+            if (comma == std::string::npos) break;
+            start = comma + 1;
+        }
+        if (!anyFound) {
+            std::string refusal;
+            if (missing.size() == 1) {
+                refusal = "Unable to locate " + missing[0] + ". This file has not been " + jobWord + ".";
+            } else if (missing.size() == 2) {
+                refusal =
+                    "Unable to locate " + missing[0] + " and " + missing[1] + ". No files have been " + jobWord + ".";
+            } else {
+                refusal = "Unable to locate " + namesJoined(missing) + ". These files will not be " + jobWord + ".";
+            }
+            return reject(job, refusal, kExitFailed);
+        }
+    }
+
+    populateList(w, trimBlanks(pathList), true);
+    if (encrypt) {
+        encryptFiles(job);
+    } else {
+        decryptFiles(job);
+    }
+    return kExitDone;
+}
+
+}  // namespace
+}  // namespace morvane

@@ -1,0 +1,62 @@
+#pragma once
+// Start-up: the steps every start takes before the program shows its window
+// or runs a command-line job, and the routing between window mode,
+// association mode ("-s{file}") and command-line job mode.
+#include <functional>
+#include <string>
+
+#include "activity_log.h"
+#include "libzip_component.h"
+#include "main_window_model.h"
+#include "password_database.h"
+#include "recent_files.h"
+#include "settings_store.h"
+#include "startup_password.h"
+
+namespace morvane {
+
+// Everything the program holds for its run.
+struct Program {
+    Program(std::string programDirectory, std::string settingsFile);
+
+    std::string directory;  // {dir}
+    SettingsStore settings;
+    ActivityLog log;
+    RecentFiles recent;
+    PasswordDatabase passwords;
+    StartupPassword startupPassword;
+    MainWindowModel window;
+    RunState run;
+    LibzipComponent zip;
+};
+
+enum class StartRoute { Window, Association, CommandLine, End };
+
+struct StartDecision {
+    StartRoute route = StartRoute::End;
+    std::string associatedFile;  // association mode: the file handed over
+    std::string commandText;     // the command line, trimmed and lower-cased
+};
+
+// The settings key of the program, where "Path" is written at every start.
+inline constexpr const char* kProductKey = "software\\Morvane";
+
+struct StartupHooks {
+    // Whether another instance shows its window (window and association mode end then).
+    std::function<bool()> anotherInstanceRunning;
+    // The first-run agreement: true when the person accepts it.
+    std::function<bool()> askAgreement;
+    // The executable's file name, as the process list knows it.
+    std::string executableName;
+};
+
+// Steps 1 to 9: the single-instance test, the first-run agreement (and, on
+// acceptance, the association, the "no startup password" marker and a fresh
+// log), the "Path" value, the priority raise, the Windows directory, and the
+// route for the command line.
+StartDecision runStartup(Program& program, const std::string& commandLine, const StartupHooks& hooks);
+
+// Whether the first-run agreement has been accepted on this installation.
+bool agreementAccepted(const SettingsStore& settings);
+
+}  // namespace morvane
