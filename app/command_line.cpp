@@ -134,6 +134,60 @@ std::string usageText(std::string_view rejection) {
     return text;
 }
 
+CommandLineRequest parseCommandLine(std::string_view commandLine) {
+    CommandLineRequest request;
+    const std::string typed = trimBlanks(commandLine);
+    const std::string lowered = lowerCase(typed);
+    const bool encrypt = lowered.rfind("-e", 0) == 0;
+    const bool decrypt = lowered.rfind("-d", 0) == 0;
+    const auto lastD = lowered.rfind("-d");
+    request.encrypt = !decrypt;
+    // A "-" inside a password or a path splits there too: the elements then
+    // shift, as batch files written for the program expect.
+    std::vector<std::string> elements;
+    for (std::size_t start = 0;;) {
+        const auto dash = typed.find('-', start);
+        elements.push_back(typed.substr(start, dash == std::string::npos ? std::string::npos : dash - start));
+        if (dash == std::string::npos) break;
+        start = dash + 1;
+    }
+    if ((!encrypt && !decrypt) || lowered.find("-s") == std::string::npos || lowered.find("-p") == std::string::npos ||
+        lastD == std::string::npos || lastD < 1 || elements.size() < 5) {
+        request.rejection = kInvalidArguments;
+        return request;
+    }
+    const auto field = [&elements](std::size_t k) {
+        return k < elements.size() && !elements[k].empty() ? trimBlanks(std::string_view(elements[k]).substr(1))
+                                                           : std::string();
+    };
+    request.password = field(2);
+    request.sources = field(3);
+    request.destination = field(4);
+    request.options = lowerCase(field(5));
+    request.silent = elements.size() == 6 && request.options.find('s') != std::string::npos;
+    if (request.sources.empty()) {
+        request.rejection =
+            "No source files specified. Please specify the full path to the file or files you wish to encrypt. For "
+            "example, c:\\temp\\myfile.txt.";
+        return request;
+    }
+    if (request.destination.empty()) {
+        request.rejection =
+            "No destination file specified. Please specify the full path to the name of the encrypted zip file you "
+            "wish to store your encrypted files to. For example, c:\\temp\\myfile.enz.";
+        return request;
+    }
+    if (request.password.find('@') != std::string::npos) {
+        request.storedEntry = true;
+        request.password = request.password.substr(1);
+    }
+    if (request.password.empty())
+        request.rejection =
+            "Password cannot be blank. Please verify the password you entered after the -p argument and then try "
+            "again.";
+    return request;
+}
+
 int runCommandLine(const std::string& commandLine, JobContext& outer, PasswordDatabase& passwords) {
     CountingUserInterface counted(outer.ui);
     JobContext job{outer.window, outer.run, counted, outer.log, outer.zip, outer.recent, outer.status};
@@ -151,59 +205,28 @@ int runJobOfCommandLine(const std::string& commandLine, JobContext& job, Passwor
     run.commandLineRun = true;
     run.commandLine = commandLine;
 
-    const std::string typed = trimBlanks(commandLine);
-    const std::string lowered = lowerCase(typed);
-    const bool encrypt = lowered.rfind("-e", 0) == 0;
-    const bool decrypt = lowered.rfind("-d", 0) == 0;
-    const auto lastD = lowered.rfind("-d");
-    // A "-" inside a password or a path splits there too: the elements then
-    // shift, as batch files written for the program expect.
-    std::vector<std::string> elements;
-    for (std::size_t start = 0;;) {
-        const auto dash = typed.find('-', start);
-        elements.push_back(typed.substr(start, dash == std::string::npos ? std::string::npos : dash - start));
-        if (dash == std::string::npos) break;
-        start = dash + 1;
-    }
-    if ((!encrypt && !decrypt) || lowered.find("-s") == std::string::npos || lowered.find("-p") == std::string::npos ||
-        lastD == std::string::npos || lastD < 1 || elements.size() < 5)
-        return reject(job, kInvalidArguments, kExitInvalidCommandLine);
+    const CommandLineRequest request = parseCommandLine(commandLine);
+    if (!request.rejection.empty()) return reject(job, request.rejection, kExitInvalidCommandLine);
+    const bool encrypt = request.encrypt;
+    const bool decrypt = !request.encrypt;
+    const std::string& sources = request.sources;
+    const std::string& destination = request.destination;
+    const std::string& options = request.options;
+    if (request.silent) run.silentRun = true;
 
-    const auto field = [&elements](std::size_t k) {
-        return k < elements.size() && !elements[k].empty() ? trimBlanks(std::string_view(elements[k]).substr(1))
-                                                           : std::string();
-    };
-    const std::string password = field(2), sources = field(3), destination = field(4), options = lowerCase(field(5));
-    if (elements.size() == 6 && options.find('s') != std::string::npos) run.silentRun = true;
-    if (sources.empty())
-        return reject(job,
-                      "No source files specified. Please specify the full path to the file or files you wish to "
-                      "encrypt. For example, c:\\temp\\myfile.txt.",
-                      kExitInvalidCommandLine);
-    if (destination.empty())
-        return reject(job,
-                      "No destination file specified. Please specify the full path to the name of the encrypted zip "
-                      "file you wish to store your encrypted files to. For example, c:\\temp\\myfile.enz.",
-                      kExitInvalidCommandLine);
-
-    const std::string blankPassword =
-        "Password cannot be blank. Please verify the password you entered after the -p argument and then try again.";
-    if (password.find('@') != std::string::npos) {
-        const std::string entry = password.substr(1);
-        if (entry.empty()) return reject(job, blankPassword, kExitInvalidCommandLine);
-        const std::string stored = passwords.lookupStoredPassword(entry, run);
+    if (request.storedEntry) {
+        const std::string stored = passwords.lookupStoredPassword(request.password, run);
         if (!stored.empty()) {
             w.txtPassword = w.txtVerifyPass = stored;
         } else {
             // "located" and "is": the words scripts that read the log look for.
-            const std::string missing = "Unable to located " + entry +
+            const std::string missing = "Unable to located " + request.password +
                                         " is the password database. Please verify password name and then try again.";
             job.log.writeLog(missing);
             job.ui.showMessage(missing, MessageIcon::Exclamation);
         }
     } else {
-        if (password.empty()) return reject(job, blankPassword, kExitInvalidCommandLine);
-        w.txtPassword = w.txtVerifyPass = password;
+        w.txtPassword = w.txtVerifyPass = request.password;
     }
 
     const std::string jobWord = encrypt ? "encrypted" : "decrypted";

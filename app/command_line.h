@@ -28,6 +28,20 @@ std::string usageText(std::string_view rejection);
 // The caption of the usage dialog.
 inline constexpr std::string_view kUsageTitle = "Invalid Command Line Arguments";
 
+// What a command line asks for, read without looking anything up.
+struct CommandLineRequest {
+    bool encrypt = true;    // "-e"; otherwise "-d"
+    std::string rejection;  // not empty: the line is refused with this text
+    std::string password;   // the password, or the entry name of "-p@{entry}"
+    bool storedEntry = false;
+    std::string sources;
+    std::string destination;
+    std::string options;  // lower-cased
+    bool silent = false;  // the "s" option, with exactly six elements
+};
+
+CommandLineRequest parseCommandLine(std::string_view commandLine);
+
 // Runs the job of `commandLine`, returning the exit status. The job reads
 // and writes the services' window model and run state.
 int runCommandLine(const std::string& commandLine, JobContext& job, PasswordDatabase& passwords);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# fuzz.sh [SECONDS]: builds the libFuzzer targets of fuzz/ with clang,
+# fuzz.sh [SECONDS [TARGET...]]: builds the libFuzzer targets of fuzz/ with clang,
 # AddressSanitizer and UndefinedBehaviorSanitizer in build-fuzz/, then runs
 # each target for SECONDS (default 600), one after another. Each keeps its
 # corpus in build-fuzz/corpus-NAME (so later runs go on from it) and its log in
@@ -11,8 +11,10 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 BUILD="$ROOT/build-fuzz"
 RUN_SECONDS="${1:-600}"
 case "$RUN_SECONDS" in
-  '' | *[!0-9]*) echo "usage: scripts/fuzz.sh [SECONDS]" >&2; exit 2 ;;
+  '' | *[!0-9]*) echo "usage: scripts/fuzz.sh [SECONDS [TARGET...]]" >&2; exit 2 ;;
 esac
+shift || true
+ONLY=("$@")  # no names: every target
 
 # Target name and the longest input it is given. Hexadecimal texts and
 # buffers above 64 KiB reach the two-core deciphering path.
@@ -20,12 +22,21 @@ TARGETS=(
   "fuzz_decrypt_string_hex 131072"
   "fuzz_hex_to_bytes 4096"
   "fuzz_decipher_buffer 131072"
+  "fuzz_command_line 4096"
+  "fuzz_password_database 16384"
 )
 
 "$ROOT/scripts/install-packages.sh" clang libclang-rt-14-dev cmake ninja-build
 CC=clang CXX=clang++ cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_CXX_COMPILER=clang++ -DMORVANE_SANITIZE=ON -DMORVANE_FUZZ=ON -DMORVANE_TOOLKIT_FREE_ONLY=ON \
   -DMORVANE_TESTS=OFF -DMORVANE_BENCH=OFF >/dev/null
+if [ ${#ONLY[@]} -gt 0 ]; then
+  chosen=()
+  for entry in "${TARGETS[@]}"; do
+    for name in "${ONLY[@]}"; do [ "${entry%% *}" = "$name" ] && chosen+=("$entry"); done
+  done
+  TARGETS=("${chosen[@]}")
+fi
 names=()
 for entry in "${TARGETS[@]}"; do names+=("${entry%% *}"); done
 cmake --build "$BUILD" -j2 --target "${names[@]}"
