@@ -6,6 +6,7 @@
 
 #include "command_line.h"
 #include "console_user_interface.h"
+#include "instance_lock.h"
 #include "legal_agreement.h"
 #include "program_directory.h"
 #include "startup.h"
@@ -38,7 +39,12 @@ int main(int argc, char** argv) {
     morvane::ConsoleUserInterface console;
     const std::string commandLine = morvane::joinArguments(argc, argv);
 
+    std::unique_ptr<morvane::InstanceLock> windowLock;  // held for as long as a window shows
     morvane::StartupHooks hooks;
+    hooks.anotherInstanceRunning = [&windowLock] {
+        windowLock = morvane::InstanceLock::acquire();
+        return windowLock == nullptr;
+    };
     hooks.askAgreement = [&console] { return askAgreementOnConsole(console); };
     hooks.executableName = std::filesystem::path(argc > 0 ? argv[0] : "morvane").filename().string();
     const morvane::StartDecision decision = morvane::runStartup(program, commandLine, hooks);
