@@ -10,6 +10,7 @@
 #include "program_directory.h"
 #include "text_case.h"
 #include "text_trim.h"
+#include "wildcard.h"
 
 namespace morvane {
 
@@ -45,19 +46,6 @@ std::string namesJoined(const std::vector<std::string>& names) {
         text += names[i];
     }
     return text;
-}
-
-// Wildcard match of a file name: "*" and "?" (as the directory search does).
-bool matchesPattern(std::string_view name, std::string_view pattern) {
-    if (pattern.empty()) return name.empty();
-    if (pattern.front() == '*') {
-        for (std::size_t skip = 0; skip <= name.size(); ++skip)
-            if (matchesPattern(name.substr(skip), pattern.substr(1))) return true;
-        return false;
-    }
-    if (name.empty()) return false;
-    return (pattern.front() == '?' || pattern.front() == name.front()) &&
-           matchesPattern(name.substr(1), pattern.substr(1));
 }
 
 bool endsWithEnz(std::string_view path) {
@@ -264,7 +252,7 @@ int runJobOfCommandLine(const std::string& commandLine, JobContext& job, Passwor
             const std::string name = fileattr::fromPath(it->path().filename());
             std::error_code typeError;
             if (name.empty() || name.front() == '.' || !it->is_regular_file(typeError)) continue;  // hidden: not listed
-            if (!matchesPattern(name, pattern)) continue;
+            if (!matchesWildcard(name, pattern, LetterCase::Exact)) continue;
             if (decrypt && !endsWithEnz(name)) continue;
             matches.push_back(directory + name);
         }

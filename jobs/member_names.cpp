@@ -2,6 +2,8 @@
 
 #include <cctype>
 
+#include "wildcard.h"
+
 namespace morvane {
 
 bool isSafeMemberName(std::string_view name) {
@@ -18,26 +20,9 @@ bool isSafeMemberName(std::string_view name) {
     return true;
 }
 
-namespace {
-
-bool matchFrom(std::string_view name, std::string_view mask) {
-    if (mask.empty()) return name.empty();
-    if (mask.front() == '*') {
-        for (std::size_t skip = 0; skip <= name.size(); ++skip)
-            if (matchFrom(name.substr(skip), mask.substr(1))) return true;
-        return false;
-    }
-    if (name.empty()) return false;
-    const bool same = mask.front() == '?' || std::tolower(static_cast<unsigned char>(mask.front())) ==
-                                                 std::tolower(static_cast<unsigned char>(name.front()));
-    return same && matchFrom(name.substr(1), mask.substr(1));
-}
-
-}  // namespace
-
 bool matchesFileMask(std::string_view baseName, std::string_view mask) {
     if (mask == "*.*" || mask == "*") return true;
-    return matchFrom(baseName, mask);
+    return matchesWildcard(baseName, mask, LetterCase::Ignored);
 }
 
 }  // namespace morvane
