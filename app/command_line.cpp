@@ -182,7 +182,8 @@ int runCommandLine(const std::string& commandLine, JobContext& outer, PasswordDa
     const int linesBefore = job.log.linesRequested();
     const int status = runJobOfCommandLine(commandLine, job, passwords);
     if (status != kExitDone) return status;
-    return job.log.linesRequested() > linesBefore || counted.messages > 0 ? kExitFailed : kExitDone;
+    const bool reported = job.log.linesRequested() > linesBefore || counted.messages > 0;
+    return reported || job.run.jobFailedSilently ? kExitFailed : kExitDone;
 }
 
 namespace {

@@ -107,6 +107,7 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         }
     }
 
+    if (failed) c.run.jobFailedSilently = true;
     if (!silent) {
         closeStatus(c);
         c.ui.pause(300);
