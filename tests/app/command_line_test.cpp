@@ -19,6 +19,7 @@
 #include "progress_window.h"
 #include "recent_files.h"
 #include "scripted_user_interface.h"
+#include "temp_directory.h"
 
 namespace {
 
@@ -42,51 +43,10 @@ using morvane::ScriptedUserInterface;
 constexpr const char* kLogDate = "01/02/2024 03:04:05";
 std::string fixedLogDate() { return kLogDate; }
 
-// A directory of its own for one test, named without any "-" (the command
-// line splits at every "-"), removed with everything in it afterwards.
-class BaseDirectory {
-public:
-    BaseDirectory() {
-        static int counter = 0;
-        path_ = "/tmp/mvcl" + std::to_string(::getpid()) + "_" + std::to_string(counter++);
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-        fs::create_directories(path_);
-    }
-    ~BaseDirectory() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    BaseDirectory(const BaseDirectory&) = delete;
-    BaseDirectory& operator=(const BaseDirectory&) = delete;
-    const std::string& str() const { return path_; }
-
-private:
-    std::string path_;
+// A directory of its own for one test, named without any "-".
+struct BaseDirectory : morvane::testing::DashFreeDirectory {
+    BaseDirectory() : DashFreeDirectory("mvcl") {}
 };
-
-std::string readText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeText(const std::string& path, const std::string& content) {
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
-}
-
-// The lines of a text file without their line breaks.
-std::vector<std::string> linesOf(const std::string& path) {
-    std::vector<std::string> lines;
-    std::ifstream in(path, std::ios::binary);
-    std::string line;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 // Every file below `root` whose name contains `part`.
 std::vector<std::string> namesContaining(const std::string& root, const std::string& part) {
@@ -161,7 +121,7 @@ struct Session {
         JobContext job{window, state, ui, log, zip, recent, status};
         return morvane::runCommandLine(line, job, passwords);
     }
-    std::vector<std::string> logLines() const { return linesOf(log.logPath()); }
+    std::vector<std::string> logLines() const { return morvane::testing::linesOf(log.logPath()); }
     static std::string logged(const std::string& message) { return std::string(kLogDate) + " " + message; }
     std::vector<std::string> rowPaths() const {
         std::vector<std::string> paths;
@@ -192,7 +152,7 @@ protected:
     // A source file in src.
     std::string source(const std::string& name, const std::string& content) {
         const std::string path = src + "/" + name;
-        writeText(path, content);
+        morvane::testing::writeFile(path, content);
         return path;
     }
 
@@ -365,7 +325,7 @@ TEST_F(CommandLineDestination, NameWithoutExtensionGetsEnz) {
     EXPECT_TRUE(fs::is_regular_file(dir + "/out.enz"));
     EXPECT_FALSE(fs::exists(dir + "/out"));
     ASSERT_TRUE(openArchive(dir + "/out.enz", dir + "/check", "pw"));
-    EXPECT_EQ(readText(dir + "/check/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/a.txt"), "alpha");
 }
 
 TEST_F(CommandLineDestination, CapitalEnzIsNotTheExtensionAndGetsEnzAppended) {
@@ -393,8 +353,8 @@ TEST_F(CommandLineDestination, DecryptDestinationLosesItsTrailingSeparator) {
     EXPECT_EQ(cl.window.txtDecryptTo, dir + "/output");
     EXPECT_TRUE(cl.window.chkDecOutputDir);
     EXPECT_EQ(cl.window.currentTab, kDecryptTab);
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/output/b.bin"), readText(b));
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/b.bin"), morvane::testing::readFile(b));
     EXPECT_TRUE(fs::exists(archive));
     EXPECT_TRUE(namesContaining(dir, "~dec~").empty());
     EXPECT_TRUE(cl.ui.messages.empty());
@@ -408,7 +368,7 @@ TEST_F(CommandLineDestination, DecryptDestinationLosesOnlyOneTrailingSeparator) 
     fs::create_directories(dir + "/output");
     EXPECT_EQ(cl.run("-d -ppw -s" + archive + " -d" + dir + "/output//"), morvane::kExitDone);
     EXPECT_EQ(cl.window.txtDecryptTo, dir + "/output/");
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "alpha");
 }
 
 TEST_F(CommandLineDestination, EncryptedFilesComeBackWhole) {
@@ -421,10 +381,10 @@ TEST_F(CommandLineDestination, EncryptedFilesComeBackWhole) {
 
     Session second(dir + "/prog");
     EXPECT_EQ(second.run("-d -pSecret9 -s" + dir + "/arch/all.enz -d" + dir + "/restored/"), morvane::kExitDone);
-    EXPECT_EQ(readText(dir + "/restored/a.txt"), readText(a));
-    EXPECT_EQ(readText(dir + "/restored/b.bin"), readText(b));
+    EXPECT_EQ(morvane::testing::readFile(dir + "/restored/a.txt"), morvane::testing::readFile(a));
+    EXPECT_EQ(morvane::testing::readFile(dir + "/restored/b.bin"), morvane::testing::readFile(b));
     EXPECT_TRUE(fs::is_regular_file(dir + "/restored/c.txt"));
-    EXPECT_EQ(readText(dir + "/restored/c.txt"), "");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/restored/c.txt"), "");
     EXPECT_TRUE(namesContaining(dir, "~enc~").empty());
     EXPECT_TRUE(namesContaining(dir, "~dec~").empty());
 }
@@ -445,7 +405,7 @@ TEST_F(CommandLineDestination, DashInsidePasswordShiftsTheElements) {
     EXPECT_EQ(cl.window.txtPassword, "ab");  // the password is taken before the sources are gathered
     EXPECT_FALSE(fs::exists(dir + "/out.enz"));
     EXPECT_FALSE(fs::exists(a + ".enz"));
-    EXPECT_EQ(readText(a), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(a), "alpha");
 }
 
 // "-pab-c": the element after the password is "c", which loses its letter and
@@ -454,7 +414,7 @@ TEST_F(CommandLineDestination, DashInsidePasswordCanLeaveTheSourcesEmpty) {
     const std::string a = source("a.txt", "alpha");
     EXPECT_EQ(cl.run("-e -pab-c -s" + a + " -d" + dir + "/out"), morvane::kExitInvalidCommandLine);
     expectUsageRefusal(kNoSources);
-    EXPECT_EQ(readText(a), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(a), "alpha");
 }
 
 // ---------------------------------------------------------------------------
@@ -474,7 +434,7 @@ TEST_F(CommandLineOptions, StealthAndDeleteActAlikeHoweverWritten) {
         EXPECT_FALSE(fs::exists(a));
         EXPECT_TRUE(fs::is_regular_file(archive));
         EXPECT_TRUE(openArchive(archive, dir + "/check" + options, "pw"));
-        EXPECT_EQ(readText(dir + "/check" + options + "/a.txt"), "alpha");
+        EXPECT_EQ(morvane::testing::readFile(dir + "/check" + options + "/a.txt"), "alpha");
     }
 }
 
@@ -508,8 +468,8 @@ TEST_F(CommandLineOptions, DeleteInAnEncryptJobRemovesTheSources) {
     EXPECT_FALSE(fs::exists(a));
     EXPECT_FALSE(fs::exists(b));
     ASSERT_TRUE(openArchive(dir + "/out.enz", dir + "/check", "pw"));
-    EXPECT_EQ(readText(dir + "/check/a.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/check/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/b.txt"), "beta");
 }
 
 // The options element loses its first character whatever it is: "-sd"
@@ -527,7 +487,7 @@ TEST_F(CommandLineOptions, WithoutDeleteTheSourcesStay) {
     const std::string a = source("a.txt", "alpha");
     EXPECT_EQ(cl.run("-e -ppw -s" + a + " -d" + dir + "/out -os"), morvane::kExitDone);
     EXPECT_FALSE(cl.window.chkDelAfterEnc);
-    EXPECT_EQ(readText(a), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(a), "alpha");
 }
 
 TEST_F(CommandLineOptions, DeleteInADecryptJobRemovesTheArchive) {
@@ -538,28 +498,28 @@ TEST_F(CommandLineOptions, DeleteInADecryptJobRemovesTheArchive) {
     EXPECT_FALSE(cl.window.chkDelAfterEnc);
     EXPECT_FALSE(cl.window.chkDontOverwrite);
     EXPECT_FALSE(fs::exists(archive));
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "alpha");
 }
 
 TEST_F(CommandLineOptions, NoOverwriteInADecryptJobKeepsExistingFiles) {
     const std::string archive = dir + "/both.enz";
     makeArchive(archive, {source("a.txt", "alpha"), source("b.txt", "beta")}, "pw");
-    writeText(dir + "/output/a.txt", "kept");
+    morvane::testing::writeFile(dir + "/output/a.txt", "kept");
     EXPECT_EQ(cl.run("-d -ppw -s" + archive + " -d" + dir + "/output -on"), morvane::kExitDone);
     EXPECT_TRUE(cl.window.chkDontOverwrite);
     EXPECT_FALSE(cl.window.chkRemoveEncFile);
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "kept");
-    EXPECT_EQ(readText(dir + "/output/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "kept");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/b.txt"), "beta");
     EXPECT_TRUE(fs::exists(archive));
 }
 
 TEST_F(CommandLineOptions, WithoutNoOverwriteExistingFilesAreReplaced) {
     const std::string archive = dir + "/both.enz";
     makeArchive(archive, {source("a.txt", "alpha")}, "pw");
-    writeText(dir + "/output/a.txt", "old");
+    morvane::testing::writeFile(dir + "/output/a.txt", "old");
     EXPECT_EQ(cl.run("-d -ppw -s" + archive + " -d" + dir + "/output"), morvane::kExitDone);
     EXPECT_FALSE(cl.window.chkDontOverwrite);
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "alpha");
 }
 
 // ---------------------------------------------------------------------------
@@ -576,8 +536,8 @@ TEST_F(CommandLineSources, WildcardTakesEveryMatchOfTheDirectory) {
     std::sort(rows.begin(), rows.end());
     EXPECT_EQ(rows, (std::vector<std::string>{a, b}));
     ASSERT_TRUE(openArchive(dir + "/out.enz", dir + "/check", "pw"));
-    EXPECT_EQ(readText(dir + "/check/a.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/check/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/b.txt"), "beta");
     EXPECT_FALSE(fs::exists(dir + "/check/c.log"));
 }
 
@@ -585,14 +545,14 @@ TEST_F(CommandLineSources, WildcardInADecryptJobKeepsOnlyEnzNames) {
     fs::create_directories(dir + "/arch");
     makeArchive(dir + "/arch/one.enz", {source("a.txt", "alpha")}, "pw");
     makeArchive(dir + "/arch/two.enz", {source("b.txt", "beta")}, "pw");
-    writeText(dir + "/arch/notes.enz.txt", "not an archive");
-    writeText(dir + "/arch/readme.txt", "not an archive either");
+    morvane::testing::writeFile(dir + "/arch/notes.enz.txt", "not an archive");
+    morvane::testing::writeFile(dir + "/arch/readme.txt", "not an archive either");
     EXPECT_EQ(cl.run("-d -ppw -s" + dir + "/arch/* -d" + dir + "/output"), morvane::kExitDone);
     auto rows = cl.rowPaths();
     std::sort(rows.begin(), rows.end());
     EXPECT_EQ(rows, (std::vector<std::string>{dir + "/arch/one.enz", dir + "/arch/two.enz"}));
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/output/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/b.txt"), "beta");
     EXPECT_TRUE(cl.ui.messages.empty());
 }
 
@@ -635,7 +595,7 @@ TEST_F(CommandLineSources, ListFileEntriesAreTrimmedAndMissingOnesLogged) {
     const std::string b = source("b.txt", "beta");
     const std::string missing = src + "/missing.txt";
     const std::string list = dir + "/list.txt";
-    writeText(list, "   " + a + "  \r\n\r\n" + missing + "\r\n   \r\n" + b + "\n");
+    morvane::testing::writeFile(list, "   " + a + "  \r\n\r\n" + missing + "\r\n   \r\n" + b + "\n");
     EXPECT_EQ(cl.run("-e -ppw -s@" + list + " -d" + dir + "/out"), morvane::kExitFailed);
     EXPECT_EQ(cl.logLines(), std::vector<std::string>{Session::logged(
                                  "Unable to locate " + missing +
@@ -643,8 +603,8 @@ TEST_F(CommandLineSources, ListFileEntriesAreTrimmedAndMissingOnesLogged) {
     EXPECT_TRUE(cl.ui.messages.empty());
     EXPECT_EQ(cl.rowPaths(), (std::vector<std::string>{a, b}));
     ASSERT_TRUE(openArchive(dir + "/out.enz", dir + "/check", "pw"));
-    EXPECT_EQ(readText(dir + "/check/a.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/check/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/b.txt"), "beta");
 }
 
 TEST_F(CommandLineSources, ListFileOfADecryptJobDropsMissingAndPlainFiles) {
@@ -654,7 +614,7 @@ TEST_F(CommandLineSources, ListFileOfADecryptJobDropsMissingAndPlainFiles) {
     const std::string missing = dir + "/arch/gone.enz";
     const std::string plain = source("plain.txt", "plain");
     const std::string list = dir + "/list.txt";
-    writeText(list, missing + "\n" + plain + "\n" + archive + "\n");
+    morvane::testing::writeFile(list, missing + "\n" + plain + "\n" + archive + "\n");
     EXPECT_EQ(cl.run("-d -ppw -s@" + list + " -d" + dir + "/output"), morvane::kExitFailed);
     EXPECT_EQ(cl.logLines(),
               (std::vector<std::string>{
@@ -664,13 +624,13 @@ TEST_F(CommandLineSources, ListFileOfADecryptJobDropsMissingAndPlainFiles) {
                                   " is not an encrypted zip file. This file will be removed from the list of files to "
                                   "be decrypted.")}));
     EXPECT_EQ(cl.rowPaths(), std::vector<std::string>{archive});
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "alpha");
     EXPECT_FALSE(fs::exists(dir + "/output/plain.txt"));
 }
 
 TEST_F(CommandLineSources, EmptyListFileRunsAJobWithoutFiles) {
     const std::string list = dir + "/list.txt";
-    writeText(list, "");
+    morvane::testing::writeFile(list, "");
     EXPECT_EQ(cl.run("-e -ppw -s@" + list + " -d" + dir + "/out"), morvane::kExitDone);
     EXPECT_TRUE(cl.window.lstFiles.empty());
     EXPECT_TRUE(cl.ui.messages.empty());
@@ -684,7 +644,7 @@ TEST_F(CommandLineSources, BinaryListFileLogsItsLinesAsMissingFiles) {
         for (int byte = 0; byte < 256; ++byte) content += static_cast<char>(byte);
     content += noise(3000, 11);
     const std::string list = dir + "/list.bin";
-    writeText(list, content);
+    morvane::testing::writeFile(list, content);
     EXPECT_EQ(cl.run("-d -ppw -s@" + list + " -d" + dir + "/output"), morvane::kExitFailed);
     EXPECT_TRUE(cl.window.lstFiles.empty());
     EXPECT_TRUE(cl.ui.messages.empty());
@@ -708,7 +668,7 @@ TEST_F(CommandLineSources, CommaListLogsMissingFilesAndEncryptsTheOthers) {
     EXPECT_TRUE(cl.ui.messages.empty());
     EXPECT_EQ(cl.rowPaths(), (std::vector<std::string>{a, b}));
     ASSERT_TRUE(openArchive(dir + "/out.enz", dir + "/check", "pw"));
-    EXPECT_EQ(readText(dir + "/check/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/b.txt"), "beta");
 }
 
 TEST_F(CommandLineSources, CommaListNamesKeepTheirInnerBlanks) {
@@ -717,8 +677,8 @@ TEST_F(CommandLineSources, CommaListNamesKeepTheirInnerBlanks) {
     EXPECT_EQ(cl.run("-e -ppw -s  " + a + "  ,   " + b + "   -d" + dir + "/out"), morvane::kExitDone);
     EXPECT_EQ(cl.rowPaths(), (std::vector<std::string>{a, b}));
     ASSERT_TRUE(openArchive(dir + "/out.enz", dir + "/check", "pw"));
-    EXPECT_EQ(readText(dir + "/check/my notes.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/check/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/my notes.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/b.txt"), "beta");
 }
 
 TEST_F(CommandLineSources, CommaListOfADecryptJobSaysDecrypted) {
@@ -728,7 +688,7 @@ TEST_F(CommandLineSources, CommaListOfADecryptJobSaysDecrypted) {
     EXPECT_EQ(cl.run("-d -ppw -s" + missing + ", " + archive + " -d" + dir + "/output"), morvane::kExitFailed);
     EXPECT_EQ(cl.logLines(), std::vector<std::string>{Session::logged("Unable to locate " + missing +
                                                                       ". This file will not be decrypted.")});
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "alpha");
 }
 
 TEST_F(CommandLineSources, NoneOfOneNameExists) {
@@ -811,7 +771,7 @@ TEST_F(CommandLineStoredPassword, FoundEntryFillsBothFieldsAndTheJobRuns) {
     ASSERT_TRUE(fs::is_regular_file(dir + "/out.enz"));
     EXPECT_FALSE(openArchive(dir + "/out.enz", dir + "/wrong", "office"));
     ASSERT_TRUE(openArchive(dir + "/out.enz", dir + "/check", "BlueSky42"));
-    EXPECT_EQ(readText(dir + "/check/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/a.txt"), "alpha");
 }
 
 TEST_F(CommandLineStoredPassword, FoundEntryDecrypts) {
@@ -819,7 +779,7 @@ TEST_F(CommandLineStoredPassword, FoundEntryDecrypts) {
     const std::string archive = dir + "/one.enz";
     makeArchive(archive, {source("a.txt", "alpha")}, "Tr0ub4dor");
     EXPECT_EQ(cl.run("-d -p@home -s" + archive + " -d" + dir + "/output"), morvane::kExitDone);
-    EXPECT_EQ(readText(dir + "/output/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/output/a.txt"), "alpha");
 }
 
 TEST_F(CommandLineStoredPassword, UnknownEntryIsLoggedAndShownAndTheJobRefusesTheBlankPassword) {
@@ -834,7 +794,7 @@ TEST_F(CommandLineStoredPassword, UnknownEntryIsLoggedAndShownAndTheJobRefusesTh
     EXPECT_EQ(cl.window.txtPassword, "");
     EXPECT_EQ(cl.window.txtVerifyPass, "");
     EXPECT_FALSE(fs::exists(dir + "/out.enz"));
-    EXPECT_EQ(readText(a), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(a), "alpha");
 }
 
 TEST_F(CommandLineStoredPassword, WithoutADatabaseTheMissingFileIsLoggedToo) {
@@ -914,7 +874,7 @@ TEST_F(CommandLineExitStatus, AlreadyEncryptedSourceIsLoggedSkippedAndCountsAsAF
     ASSERT_GE(lines[0].size(), ending.size());
     EXPECT_EQ(lines[0].substr(lines[0].size() - ending.size()), ending);
     ASSERT_TRUE(openArchive(dir + "/out.enz", dir + "/check", "pw"));
-    EXPECT_EQ(readText(dir + "/check/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/a.txt"), "alpha");
 }
 
 }  // namespace

@@ -19,55 +19,16 @@
 #include "activity_log.h"
 #include "password_database.h"
 #include "settings_store.h"
+#include "temp_directory.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// A directory of its own for one test, named without any "-", removed with
-// everything in it afterwards.
-class BaseDirectory {
-public:
-    BaseDirectory() {
-        static int counter = 0;
-        path_ = "/tmp/mvee" + std::to_string(::getpid()) + "_" + std::to_string(counter++);
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-        fs::create_directories(path_);
-    }
-    ~BaseDirectory() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    BaseDirectory(const BaseDirectory&) = delete;
-    BaseDirectory& operator=(const BaseDirectory&) = delete;
-    const std::string& str() const { return path_; }
-
-private:
-    std::string path_;
+// A directory of its own for one test, named without any "-".
+struct BaseDirectory : morvane::testing::DashFreeDirectory {
+    BaseDirectory() : DashFreeDirectory("mvee") {}
 };
-
-std::string readText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeText(const std::string& path, const std::string& content) {
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
-}
-
-std::vector<std::string> linesOf(const std::string& path) {
-    std::vector<std::string> lines;
-    std::ifstream in(path, std::ios::binary);
-    std::string line;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 bool endsWith(const std::string& text, const std::string& ending) {
     return text.size() >= ending.size() && text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
@@ -150,11 +111,11 @@ protected:
     }
 
     // The agreement as an earlier start left it accepted.
-    void acceptAgreement() { writeText(settingsFile, "software\\\\Morvane\tAgreement\taccepted\n"); }
+    void acceptAgreement() { morvane::testing::writeFile(settingsFile, "software\\\\Morvane\tAgreement\taccepted\n"); }
 
     std::string source(const std::string& name, const std::string& content) {
         const std::string path = src + "/" + name;
-        writeText(path, content);
+        morvane::testing::writeFile(path, content);
         return path;
     }
 
@@ -162,7 +123,7 @@ protected:
 
     // How many lines of the log end with " " + message.
     int logged(const std::string& message) const {
-        const auto lines = linesOf(logPath());
+        const auto lines = morvane::testing::linesOf(logPath());
         return static_cast<int>(std::count_if(lines.begin(), lines.end(),
                                               [&](const std::string& l) { return endsWith(l, " " + message); }));
     }
@@ -212,7 +173,7 @@ protected:
         }
         outcome.exited = WIFEXITED(status);
         outcome.status = outcome.exited ? WEXITSTATUS(status) : -1;
-        outcome.err = readText(errFile);
+        outcome.err = morvane::testing::readFile(errFile);
         return outcome;
     }
 };
@@ -237,9 +198,9 @@ TEST_F(EndToEndJob, SeveralFilesIntoOneArchiveAndBackByteForByte) {
     ASSERT_TRUE(decrypted.exited);
     EXPECT_EQ(decrypted.status, 0) << decrypted.err;
     EXPECT_EQ(decrypted.err, "");
-    EXPECT_EQ(readText(dir + "/out/a.txt"), readText(a));
-    EXPECT_EQ(readText(dir + "/out/b.bin"), readText(b));
-    EXPECT_EQ(readText(dir + "/out/c.dat"), readText(c));
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/a.txt"), morvane::testing::readFile(a));
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/b.bin"), morvane::testing::readFile(b));
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/c.dat"), morvane::testing::readFile(c));
     EXPECT_TRUE(namesContaining(dir, "~dec~").empty());
     EXPECT_TRUE(fs::exists(dir + "/arch/all.enz"));
 
@@ -266,7 +227,7 @@ TEST_F(EndToEndJob, StoredPasswordByName) {
 
     const Outcome decrypted = run({"-d", "-pTr0ub4dor", "-s" + dir + "/arch/a.enz", "-d" + dir + "/out"});
     EXPECT_EQ(decrypted.status, 0) << decrypted.err;
-    EXPECT_EQ(readText(dir + "/out/a.txt"), "stored");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/a.txt"), "stored");
 }
 
 TEST_F(EndToEndJob, UnknownStoredPasswordNameFails) {
@@ -290,13 +251,13 @@ TEST_F(EndToEndJob, WildcardsForBothJobs) {
     EXPECT_EQ(first.status, 0) << first.err;
     const Outcome second = run({"-e", "-ppw", "-s" + src + "/*.log", "-d" + dir + "/arch/logs.enz"});
     EXPECT_EQ(second.status, 0) << second.err;
-    writeText(dir + "/arch/readme.txt", "not an archive");
+    morvane::testing::writeFile(dir + "/arch/readme.txt", "not an archive");
 
     const Outcome decrypted = run({"-d", "-ppw", "-s" + dir + "/arch/*", "-d" + dir + "/out"});
     EXPECT_EQ(decrypted.status, 0) << decrypted.err;
-    EXPECT_EQ(readText(dir + "/out/a.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/out/b.txt"), "beta");
-    EXPECT_EQ(readText(dir + "/out/c.log"), "gamma");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/c.log"), "gamma");
     EXPECT_FALSE(fs::exists(dir + "/out/readme.txt"));
 }
 
@@ -315,7 +276,7 @@ TEST_F(EndToEndJob, ListFileWithAMissingEntry) {
     const std::string a = source("a.txt", "alpha");
     const std::string b = source("b.txt", "beta");
     const std::string missing = src + "/missing.txt";
-    writeText(dir + "/list.txt", a + "\n" + missing + "\n" + b + "\n");
+    morvane::testing::writeFile(dir + "/list.txt", a + "\n" + missing + "\n" + b + "\n");
     const Outcome outcome = run({"-e", "-ppw", "-s@" + dir + "/list.txt", "-d" + dir + "/arch/listed"});
     ASSERT_TRUE(outcome.exited);
     EXPECT_EQ(outcome.status, 1);
@@ -325,8 +286,8 @@ TEST_F(EndToEndJob, ListFileWithAMissingEntry) {
     ASSERT_TRUE(fs::is_regular_file(dir + "/arch/listed.enz"));
     const Outcome decrypted = run({"-d", "-ppw", "-s" + dir + "/arch/listed.enz", "-d" + dir + "/out"});
     EXPECT_EQ(decrypted.status, 0) << decrypted.err;
-    EXPECT_EQ(readText(dir + "/out/a.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/out/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/b.txt"), "beta");
 }
 
 TEST_F(EndToEndJob, DeleteOptionRemovesSourcesThenArchives) {
@@ -342,8 +303,8 @@ TEST_F(EndToEndJob, DeleteOptionRemovesSourcesThenArchives) {
     const Outcome decrypted = run({"-d", "-ppw", "-s" + dir + "/arch/gone.enz", "-d" + dir + "/out", "-od"});
     EXPECT_EQ(decrypted.status, 0) << decrypted.err;
     EXPECT_FALSE(fs::exists(dir + "/arch/gone.enz"));
-    EXPECT_EQ(readText(dir + "/out/a.txt"), "alpha");
-    EXPECT_EQ(readText(dir + "/out/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/b.txt"), "beta");
 }
 
 TEST_F(EndToEndJob, NoOverwriteOptionKeepsExistingFiles) {
@@ -351,15 +312,15 @@ TEST_F(EndToEndJob, NoOverwriteOptionKeepsExistingFiles) {
     const std::string a = source("a.txt", "alpha");
     const std::string b = source("b.txt", "beta");
     ASSERT_EQ(run({"-e", "-ppw", "-s" + a + ",", b, "-d" + dir + "/arch/both"}).status, 0);
-    writeText(dir + "/out/a.txt", "mine");
+    morvane::testing::writeFile(dir + "/out/a.txt", "mine");
     const Outcome kept = run({"-d", "-ppw", "-s" + dir + "/arch/both.enz", "-d" + dir + "/out", "-on"});
     EXPECT_EQ(kept.status, 0) << kept.err;
-    EXPECT_EQ(readText(dir + "/out/a.txt"), "mine");
-    EXPECT_EQ(readText(dir + "/out/b.txt"), "beta");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/a.txt"), "mine");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/b.txt"), "beta");
 
     const Outcome replaced = run({"-d", "-ppw", "-s" + dir + "/arch/both.enz", "-d" + dir + "/out"});
     EXPECT_EQ(replaced.status, 0) << replaced.err;
-    EXPECT_EQ(readText(dir + "/out/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/out/a.txt"), "alpha");
 }
 
 TEST_F(EndToEndJob, WrongPasswordIsLoggedWithTheWholeCommandLine) {
@@ -373,7 +334,7 @@ TEST_F(EndToEndJob, WrongPasswordIsLoggedWithTheWholeCommandLine) {
     EXPECT_EQ(logged("Invalid password for the following command line: " + joined(args) +
                      ". Please verify password on ALL of the files you encrypted and then try again."),
               1)
-        << readText(logPath());
+        << morvane::testing::readFile(logPath());
     EXPECT_FALSE(fs::exists(dir + "/out/a.txt"));
     EXPECT_TRUE(namesContaining(dir, "~dec~").empty());
 }
@@ -414,7 +375,7 @@ TEST_F(EndToEndJob, DashInsidePasswordShiftsTheSources) {
     EXPECT_EQ(logged("Unable to locate q7. This file will not be encrypted."), 1);
     EXPECT_FALSE(fs::exists(dir + "/arch/x.enz"));
     EXPECT_FALSE(fs::exists(a + ".enz"));
-    EXPECT_EQ(readText(a), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(a), "alpha");
 }
 
 using EndToEndFirstRun = EndToEndTest;

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 namespace morvane::testing {
 
@@ -32,14 +33,52 @@ private:
     std::filesystem::path path_;
 };
 
+// A directory for one test whose path has no "-" (the command line splits at
+// every "-"), removed with everything in it afterwards.
+class DashFreeDirectory {
+public:
+    explicit DashFreeDirectory(const std::string& prefix) {
+        static int counter = 0;
+        path_ = "/tmp/" + prefix + std::to_string(::getpid()) + "_" + std::to_string(counter++);
+        std::error_code ec;
+        std::filesystem::remove_all(path_, ec);
+        std::filesystem::create_directories(path_);
+    }
+    ~DashFreeDirectory() {
+        std::error_code ec;
+        std::filesystem::remove_all(path_, ec);
+    }
+    DashFreeDirectory(const DashFreeDirectory&) = delete;
+    DashFreeDirectory& operator=(const DashFreeDirectory&) = delete;
+    const std::string& str() const { return path_; }
+
+private:
+    std::string path_;
+};
+
 inline std::string readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+// Writes the file, making its directory first.
 inline void writeFile(const std::string& path, const std::string& content) {
+    std::error_code ec;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ec);
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << content;
+}
+
+// The lines of a text file without their line breaks.
+inline std::vector<std::string> linesOf(const std::string& path) {
+    std::vector<std::string> lines;
+    std::ifstream in(path, std::ios::binary);
+    std::string line;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        lines.push_back(line);
+    }
+    return lines;
 }
 
 }  // namespace morvane::testing
