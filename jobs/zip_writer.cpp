@@ -242,10 +242,14 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
         std::fwrite(sizes.data.data(), 1, sizes.data.size(), file_) != sizes.data.size() || !seekTo(file_, end_))
         return fail();
 
-    // A second file of the same name replaces the first, as the last one added wins.
-    entries_.erase(std::remove_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.name == name; }),
-                   entries_.end());
-    entries_.push_back(std::move(entry));
+    // A second file of the same name replaces the first, as the last one added
+    // wins; its bytes stay in the archive, unlisted.
+    if (const auto known = entryByName_.find(name); known != entryByName_.end()) {
+        entries_[known->second] = std::move(entry);
+    } else {
+        entryByName_.emplace(name, entries_.size());
+        entries_.push_back(std::move(entry));
+    }
     return AddResult::Added;
 }
 

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "parallel_deflate.h"
@@ -60,6 +61,7 @@ private:
     std::FILE* file_ = nullptr;
     std::uint64_t end_ = 0;
     std::vector<Entry> entries_;
+    std::unordered_map<std::string, std::size_t> entryByName_;  // the entry each name stands for
     std::unique_ptr<ParallelDeflater> deflater_;
     int deflaterLevel_ = -1;
 };

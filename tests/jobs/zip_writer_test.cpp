@@ -153,3 +153,51 @@ TEST(ZipWriter, SourcesCanGoOnceAddedToANewArchive) {
 }
 
 }  // namespace
+
+namespace {
+
+// More entries than the classic end record can count: the archive then ends
+// with zip64 records, which the real zip programs and this program read.
+TEST(ZipWriterZip64, MoreThan65535EntriesAreCountedInZip64Records) {
+    TempDirectory dir("writer-zip64");
+    writeFile(dir.file("tiny.txt"), "t");
+    constexpr int kEntries = 65536 + 10;
+    {
+        auto writer = ZipWriter::create(dir.file("many.zip"));
+        ASSERT_TRUE(writer);
+        for (int i = 0; i < kEntries; ++i)
+            ASSERT_EQ(writer->addFile(dir.file("tiny.txt"), "e" + std::to_string(i), 0, "", {}, {}),
+                      ZipWriter::AddResult::Added)
+                << i;
+        ASSERT_TRUE(writer->commit());
+    }
+    const std::string archive = readFile(dir.file("many.zip"));
+    EXPECT_NE(archive.find(std::string("PK\x06\x06", 4)), std::string::npos);  // zip64 end record
+    EXPECT_NE(archive.find(std::string("PK\x06\x07", 4)), std::string::npos);  // and its locator
+    EXPECT_EQ(run("7zz t '" + dir.file("many.zip") + "'"), 0);
+    LibzipComponent zip;
+    fs::create_directories(dir.file("out"));
+    ASSERT_TRUE(zip.UnzipFiles(dir.file("many.zip"), "*.*", dir.file("out"), ""));
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.file("out")), fs::directory_iterator()), kEntries);
+    EXPECT_EQ(readFile(dir.file("out/e65545")), "t");
+}
+
+// The same name added again replaces the entry: one name, the last content.
+TEST(ZipWriter, SameNameTwiceKeepsTheLastContent) {
+    TempDirectory dir("writer-same");
+    writeFile(dir.file("a1"), "first");
+    writeFile(dir.file("a2"), "second");
+    auto writer = ZipWriter::create(dir.file("s.zip"));
+    ASSERT_TRUE(writer);
+    ASSERT_EQ(writer->addFile(dir.file("a1"), "same.txt", 4, "pw", {}, {}), ZipWriter::AddResult::Added);
+    ASSERT_EQ(writer->addFile(dir.file("a2"), "same.txt", 4, "pw", {}, {}), ZipWriter::AddResult::Added);
+    ASSERT_TRUE(writer->commit());
+    LibzipComponent zip;
+    zip.SetUnzipPassword("pw");
+    fs::create_directories(dir.file("out"));
+    ASSERT_TRUE(zip.UnzipFiles(dir.file("s.zip"), "*.*", dir.file("out"), ""));
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.file("out")), fs::directory_iterator()), 1);
+    EXPECT_EQ(readFile(dir.file("out/same.txt")), "second");
+}
+
+}  // namespace
