@@ -72,14 +72,21 @@ struct WinZipAesReader::State {
         if (!deflated) return emit(plain, out);
         inflater.next_in = plain.data();
         inflater.avail_in = static_cast<uInt>(plain.size());
-        while (inflater.avail_in > 0) {
-            if (inflateEnded) return false;  // bytes after the end of the deflated data
+        // Go on while input is left, and also while the output buffer keeps
+        // filling up: little input can hold much pending output.
+        for (;;) {
+            if (inflateEnded) {
+                if (inflater.avail_in > 0) return false;  // bytes after the end of the deflated data
+                break;
+            }
             inflater.next_out = inflated.data();
             inflater.avail_out = static_cast<uInt>(inflated.size());
             const int result = inflate(&inflater, Z_NO_FLUSH);
+            if (result == Z_BUF_ERROR && inflater.avail_in == 0) break;  // waits for the next ciphertext
             if (result != Z_OK && result != Z_STREAM_END) return false;
             if (!emit({inflated.data(), inflated.size() - inflater.avail_out}, out)) return false;
             if (result == Z_STREAM_END) inflateEnded = true;
+            if (inflater.avail_in == 0 && inflater.avail_out != 0) break;
         }
         return true;
     }

@@ -201,3 +201,37 @@ TEST(ZipWriter, SameNameTwiceKeepsTheLastContent) {
 }
 
 }  // namespace
+
+namespace {
+
+// Data that deflates to almost nothing inflates in many output buffers from
+// little input: the last of its output must come out even when the input is
+// used up before the output buffer was emptied.
+TEST(ZipWriterInflate, HighlyCompressibleDataComesBackWhole) {
+    TempDirectory dir("writer-zeros");
+    fs::create_directories(dir.file("in"));
+    std::vector<std::string> names;
+    for (std::size_t blocks = 1; blocks <= 6; ++blocks) {
+        for (const long delta : {-300L, -1L, 0L, 1L, 257L, 4096L}) {
+            const std::size_t size = blocks * (256 * 1024) + static_cast<std::size_t>(delta);
+            const std::string name = "z" + std::to_string(size);
+            std::string data(size, '\0');
+            data.back() = 'x';
+            writeFile(dir.file("in/" + name), data);
+            names.push_back(name);
+        }
+    }
+    LibzipComponent zip;
+    zip.SetZipPassword("pw");
+    for (const std::string& name : names)
+        ASSERT_TRUE(zip.ZipFiles(dir.file("in/"), "\"" + name + "\"", dir.file(""), "z.zip", "-4"));
+    ASSERT_TRUE(zip.CommitArchive());
+    EXPECT_EQ(run("7zz t -ppw '" + dir.file("z.zip") + "'"), 0);  // the archive itself is sound
+    zip.SetUnzipPassword("pw");
+    fs::create_directories(dir.file("out"));
+    ASSERT_TRUE(zip.UnzipFiles(dir.file("z.zip"), "*.*", dir.file("out"), ""));
+    for (const std::string& name : names)
+        EXPECT_EQ(readFile(dir.file("out/" + name)), readFile(dir.file("in/" + name))) << name;
+}
+
+}  // namespace
