@@ -50,6 +50,8 @@ bool ParallelDeflater::deflateHalf(Lane& lane, std::span<const std::uint8_t> dic
     z.avail_out = static_cast<uInt>(lane.out.size());
     const int result = deflate(&z, final ? Z_FINISH : Z_SYNC_FLUSH);
     if ((final && result != Z_STREAM_END) || (!final && result != Z_OK) || z.avail_in != 0) return false;
+    // A flush that used up all the room may still hold output back: never cut a stream short.
+    if (!final && z.avail_out == 0) return false;
     lane.out.resize(lane.out.size() - z.avail_out);
     return true;
 }
