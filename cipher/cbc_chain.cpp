@@ -109,32 +109,6 @@ void cbcDecipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& pr
     previous = {prevL, prevR};
 }
 
-ParallelDecipher::~ParallelDecipher() {
-    if (!worker_.joinable()) return;
-    {
-        std::lock_guard lock(mutex_);
-        stopping_ = true;
-    }
-    wake_.notify_one();
-    worker_.join();
-}
-
-void ParallelDecipher::workerLoop() {
-    std::unique_lock lock(mutex_);
-    for (;;) {
-        wake_.wait(lock, [this] { return hasJob_ || stopping_; });
-        if (stopping_) return;
-        const Tables* tables = tables_;
-        const std::span<std::uint8_t> job = job_;
-        ChainBlock previous = jobPrevious_;
-        lock.unlock();
-        cbcDecipher(*tables, job, previous);
-        lock.lock();
-        hasJob_ = false;
-        finished_.notify_one();
-    }
-}
-
 void ParallelDecipher::run(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous) {
     const std::size_t count = blocks.size() / 8;
     if (count * 8 < kMinParallelBytes) {
@@ -146,22 +120,22 @@ void ParallelDecipher::run(const Tables& t, std::span<std::uint8_t> blocks, Chai
     const std::span<std::uint8_t> upper = blocks.subspan(lowerBlocks * 8, (count - lowerBlocks) * 8);
     // The upper half chains from the lower half's last ciphertext block: read
     // it before the lower half is overwritten.
-    const ChainBlock seam{loadBigEndian32(upper.data() - 8), loadBigEndian32(upper.data() - 4)};
+    struct UpperHalf {
+        const Tables* tables;
+        std::span<std::uint8_t> blocks;
+        ChainBlock previous;
+    } job{&t, upper, {loadBigEndian32(upper.data() - 8), loadBigEndian32(upper.data() - 4)}};
     const ChainBlock last{loadBigEndian32(upper.data() + upper.size() - 8),
                           loadBigEndian32(upper.data() + upper.size() - 4)};
 
-    if (!worker_.joinable()) worker_ = std::thread([this] { workerLoop(); });
-    {
-        std::lock_guard lock(mutex_);
-        tables_ = &t;
-        job_ = upper;
-        jobPrevious_ = seam;
-        hasJob_ = true;
-    }
-    wake_.notify_one();
+    helper_.start(
+        [](void* context) {
+            auto* half = static_cast<UpperHalf*>(context);
+            cbcDecipher(*half->tables, half->blocks, half->previous);
+        },
+        &job);
     cbcDecipher(t, lower, previous);
-    std::unique_lock lock(mutex_);
-    finished_.wait(lock, [this] { return !hasJob_; });
+    helper_.wait();
     previous = last;
 }
 

@@ -1,14 +1,12 @@
 #pragma once
 // Cipher block chaining over runs of whole 8-byte blocks, in place. Each block
 // is read as two big-endian halves L (bytes 0-3) and R (bytes 4-7).
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <span>
-#include <thread>
 
 #include "blowfish_engine.h"
+#include "helper_thread.h"
 
 namespace morvane::blowfish {
 
@@ -52,28 +50,13 @@ void cbcDecipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& pr
 // are those of cbcDecipher.
 class ParallelDecipher {
 public:
-    ParallelDecipher() = default;
-    ~ParallelDecipher();
-    ParallelDecipher(const ParallelDecipher&) = delete;
-    ParallelDecipher& operator=(const ParallelDecipher&) = delete;
-
     void run(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous);
 
     // Runs shorter than this are not worth a hand-over to the other thread.
     static constexpr std::size_t kMinParallelBytes = 32 * 1024;
 
 private:
-    void workerLoop();
-
-    std::thread worker_;
-    std::mutex mutex_;
-    std::condition_variable wake_;
-    std::condition_variable finished_;
-    const Tables* tables_ = nullptr;
-    std::span<std::uint8_t> job_;
-    ChainBlock jobPrevious_;
-    bool hasJob_ = false;
-    bool stopping_ = false;
+    HelperThread helper_;
 };
 
 }  // namespace morvane::blowfish

@@ -13,14 +13,6 @@ constexpr std::size_t kWindowBytes = 32 * 1024;
 ParallelDeflater::ParallelDeflater(int level) : level_(level) {}
 
 ParallelDeflater::~ParallelDeflater() {
-    if (worker_.joinable()) {
-        {
-            std::lock_guard lock(mutex_);
-            stopping_ = true;
-        }
-        wake_.notify_one();
-        worker_.join();
-    }
     for (Lane& lane : lanes_)
         if (lane.open) deflateEnd(&lane.stream);
 }
@@ -56,35 +48,6 @@ bool ParallelDeflater::deflateHalf(Lane& lane, std::span<const std::uint8_t> dic
     return true;
 }
 
-void ParallelDeflater::workerLoop() {
-    std::unique_lock lock(mutex_);
-    for (;;) {
-        wake_.wait(lock, [this] { return hasJob_ || stopping_; });
-        if (stopping_) return;
-        std::function<void()> job = std::move(job_);
-        lock.unlock();
-        job();
-        lock.lock();
-        hasJob_ = false;
-        finished_.notify_one();
-    }
-}
-
-void ParallelDeflater::runOnWorker(std::function<void()> job) {
-    if (!worker_.joinable()) worker_ = std::thread([this] { workerLoop(); });
-    {
-        std::lock_guard lock(mutex_);
-        job_ = std::move(job);
-        hasJob_ = true;
-    }
-    wake_.notify_one();
-}
-
-void ParallelDeflater::waitForWorker() {
-    std::unique_lock lock(mutex_);
-    finished_.wait(lock, [this] { return !hasJob_; });
-}
-
 bool ParallelDeflater::deflatePiece(std::span<const std::uint8_t> piece, bool last, std::vector<std::uint8_t>& out) {
     if (piece.size() < kMinSplitBytes) {
         if (!deflateHalf(lanes_[0], history_, piece, last)) return false;
@@ -94,10 +57,21 @@ bool ParallelDeflater::deflatePiece(std::span<const std::uint8_t> piece, bool la
         const auto first = piece.first(half);
         const auto second = piece.subspan(half);
         const auto secondDictionary = first.last(std::min(kWindowBytes, first.size()));
-        bool secondDone = false;
-        runOnWorker([&] { secondDone = deflateHalf(lanes_[1], secondDictionary, second, last); });
+        struct SecondHalf {
+            ParallelDeflater* deflater;
+            std::span<const std::uint8_t> dictionary, input;
+            bool last, done;
+        } job{this, secondDictionary, second, last, false};
+        helper_.start(
+            [](void* context) {
+                auto* half = static_cast<SecondHalf*>(context);
+                half->done =
+                    half->deflater->deflateHalf(half->deflater->lanes_[1], half->dictionary, half->input, half->last);
+            },
+            &job);
         const bool firstDone = deflateHalf(lanes_[0], history_, first, false);
-        waitForWorker();
+        helper_.wait();
+        const bool secondDone = job.done;
         if (!firstDone || !secondDone) return false;
         out.insert(out.end(), lanes_[0].out.begin(), lanes_[0].out.end());
         out.insert(out.end(), lanes_[1].out.begin(), lanes_[1].out.end());

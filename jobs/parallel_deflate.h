@@ -7,13 +7,11 @@
 // deflate stream that any inflater reads.
 #include <zlib.h>
 
-#include <condition_variable>
 #include <cstdint>
-#include <functional>
-#include <mutex>
 #include <span>
-#include <thread>
 #include <vector>
+
+#include "helper_thread.h"
 
 namespace morvane {
 
@@ -42,19 +40,12 @@ private:
     };
     bool deflateHalf(Lane& lane, std::span<const std::uint8_t> dictionary, std::span<const std::uint8_t> input,
                      bool final);
-    void runOnWorker(std::function<void()> job);
-    void waitForWorker();
-    void workerLoop();
 
     int level_;
     Lane lanes_[2];
     std::vector<std::uint8_t> history_;  // the last 32 KiB of the stream so far
 
-    std::thread worker_;
-    std::mutex mutex_;
-    std::condition_variable wake_, finished_;
-    std::function<void()> job_;
-    bool hasJob_ = false, stopping_ = false;
+    HelperThread helper_;
 };
 
 }  // namespace morvane
