@@ -1,5 +1,5 @@
-// The program's entry: start-up, then a command-line job, or (once the
-// windows exist) window and association mode.
+// The program's entry: start-up, then a command-line job, or window and
+// association mode. A command-line job never needs a display.
 #include <clocale>
 #include <cstdio>
 #include <filesystem>
@@ -10,6 +10,9 @@
 #include "legal_agreement.h"
 #include "program_directory.h"
 #include "startup.h"
+#ifdef MORVANE_WITH_WINDOWS
+#include "window_program.h"
+#endif
 
 namespace {
 
@@ -31,12 +34,37 @@ bool askAgreementOnConsole(morvane::ConsoleUserInterface& console) {
     }
 }
 
+#ifdef MORVANE_WITH_WINDOWS
+// A command-line job's person, who also sees the usage dialog when the
+// program runs in a desktop session (started from a shortcut, say, where
+// nobody reads standard error).
+class DesktopConsoleUserInterface : public morvane::ConsoleUserInterface {
+public:
+    DesktopConsoleUserInterface(int& argc, char** argv) : argc_(argc), argv_(argv) {}
+
+    void showMessage(std::string_view text, std::string_view title, morvane::MessageIcon icon) override {
+        ConsoleUserInterface::showMessage(text, title, icon);
+        if (title == morvane::kUsageTitle && morvane::displayPresent())
+            morvane::showUsageDialog(argc_, argv_, std::string(text));
+    }
+    using ConsoleUserInterface::showMessage;
+
+private:
+    int& argc_;
+    char** argv_;
+};
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
     std::setlocale(LC_TIME, "");  // the log's dates as the user writes them
     morvane::Program program(morvane::programDirectory(), morvane::SettingsStore::defaultFilePath());
+#ifdef MORVANE_WITH_WINDOWS
+    DesktopConsoleUserInterface console(argc, argv);
+#else
     morvane::ConsoleUserInterface console;
+#endif
     const std::string commandLine = morvane::joinArguments(argc, argv);
 
     std::unique_ptr<morvane::InstanceLock> windowLock;  // held for as long as a window shows
@@ -47,6 +75,10 @@ int main(int argc, char** argv) {
     };
     hooks.askAgreement = [&console] { return askAgreementOnConsole(console); };
     hooks.executableName = std::filesystem::path(argc > 0 ? argv[0] : "morvane").filename().string();
+#ifdef MORVANE_WITH_WINDOWS
+    if (morvane::routeFor(commandLine) != morvane::StartRoute::CommandLine)
+        return morvane::runWindowProgram(argc, argv, program, commandLine, hooks);
+#endif
     const morvane::StartDecision decision = morvane::runStartup(program, commandLine, hooks);
 
     switch (decision.route) {

@@ -1,5 +1,10 @@
 #include "startup.h"
 
+#include <filesystem>
+
+#include "file_attributes.h"
+#include "file_list.h"
+#include "main_window_logic.h"
 #include "platform_utilities.h"
 #include "program_directory.h"
 #include "text_case.h"
@@ -54,17 +59,30 @@ StartDecision runStartup(Program& program, const std::string& commandLine, const
     program.run.windowsDirectory = getWindowsDirectory();
 
     // 9. The route.
-    if (trimmed.empty()) {
-        decision.route = StartRoute::Window;
+    decision.route = routeFor(commandLine);
+    if (decision.route == StartRoute::Window) {
         program.window.currentTab = kEncryptTab;
         program.run.commandLineRun = false;
-    } else if (trimBlanks(trimmed.substr(0, 2)) == "-s" || decision.commandText.rfind("-s", 0) == 0) {
-        decision.route = StartRoute::Association;
+    } else if (decision.route == StartRoute::Association) {
         decision.associatedFile = commandLine.size() > 2 ? commandLine.substr(2) : std::string();
-    } else {
-        decision.route = StartRoute::CommandLine;
     }
     return decision;
+}
+
+void openAssociatedFile(MainWindowModel& window, UserInterface& ui, const std::string& file) {
+    const bool archive = file.size() >= 4 && lowerCase(file.substr(file.size() - 4)) == ".enz";
+    window.currentTab = archive ? kDecryptTab : kEncryptTab;
+    tabChanged(window, window.currentTab, ui);
+    std::error_code ec;
+    if (!file.empty() && std::filesystem::is_regular_file(fileattr::toPath(file), ec)) addDroppedFiles(window, {file});
+}
+
+StartRoute routeFor(const std::string& commandLine) {
+    const std::string trimmed = trimBlanks(commandLine);
+    if (trimmed.empty()) return StartRoute::Window;
+    if (trimBlanks(trimmed.substr(0, 2)) == "-s" || lowerCase(trimmed).rfind("-s", 0) == 0)
+        return StartRoute::Association;
+    return StartRoute::CommandLine;
 }
 
 }  // namespace morvane

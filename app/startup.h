@@ -12,6 +12,7 @@
 #include "recent_files.h"
 #include "settings_store.h"
 #include "startup_password.h"
+#include "user_interface.h"
 
 namespace morvane {
 
@@ -55,6 +56,16 @@ struct StartupHooks {
 // log), the "Path" value, the priority raise, the Windows directory, and the
 // route for the command line.
 StartDecision runStartup(Program& program, const std::string& commandLine, const StartupHooks& hooks);
+
+// Association mode: an ".enz" (in any letter case) opens the decrypt tab with
+// Decrypt Now in the shared place, any other file the encrypt tab; a file that
+// exists is added to the list as a single choice of the file-open dialog is.
+// A missing file is passed over without a word.
+void openAssociatedFile(MainWindowModel& window, UserInterface& ui, const std::string& file);
+
+// The route a command line takes: none is window mode, "-s{file}"
+// association mode, anything else a command-line job.
+StartRoute routeFor(const std::string& commandLine);
 
 // Whether the first-run agreement has been accepted on this installation.
 bool agreementAccepted(const SettingsStore& settings);

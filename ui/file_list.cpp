@@ -18,10 +18,6 @@ namespace {
 constexpr std::string_view kAllFilesFilter = "All Files|*.*";
 constexpr std::string_view kArchiveFilter = "Encrypted Zip Files|*.enz";
 
-// How many files one choice of the dialog can hold, told in the message when
-// a choice does not fit.
-constexpr int kMaxFilesPerChoice = 32767;
-
 // Paths are looked up the way Windows looks names up: blanks at the end of a
 // name do not count. A rebuilt row's path keeps the blank that stood before
 // its marker, and still names its file.
@@ -126,6 +122,22 @@ void addFiles(MainWindowModel& window, UserInterface& ui, ActivityLog& log, cons
     } else {
         window.toolbarDeleteEnabled = true;
         pathList = listedPathOfSingleChoice(chosen);
+    }
+    populateList(window, trimBlanks(pathList), true);
+}
+
+void addDroppedFiles(MainWindowModel& window, const std::vector<std::string>& paths) {
+    if (paths.empty()) return;
+    std::string pathList;
+    if (paths.size() == 1) {
+        // One file is listed as a single choice of the dialog is.
+        window.toolbarDeleteEnabled = true;
+        pathList = listedPathOfSingleChoice(paths.front());
+    } else {
+        for (const std::string& path : paths) {
+            pathList += path;
+            pathList += kPathListSeparator;
+        }
     }
     populateList(window, trimBlanks(pathList), true);
 }

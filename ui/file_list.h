@@ -21,6 +21,10 @@ inline constexpr std::string_view kPathListSeparator = "~-!-~";
 inline constexpr std::string_view kArchiveMarker = " (encrypted zip)";
 inline constexpr std::string_view kArchiveMarkerWord = "(encrypted zip)";
 
+// How many files one choice of the file-open dialog can hold, told in the
+// message when a choice does not fit.
+inline constexpr int kMaxFilesPerChoice = 32767;
+
 // "Encryption Strength: {bits} Bit ": the password's length in characters
 // times 8, blanks included.
 std::string encryptionStrengthText(std::string_view password);
@@ -35,6 +39,10 @@ std::string rowPath(const ListRow& row);
 // Shows the file-open dialog ("*": all files; anything else: encrypted zip
 // files) and adds the chosen files.
 void addFiles(MainWindowModel& window, UserInterface& ui, ActivityLog& log, const RunState& run, std::string_view kind);
+
+// Files dropped on the list from a file manager: added as the file-open
+// dialog adds the same choice (existing files only, duplicates skipped).
+void addDroppedFiles(MainWindowModel& window, const std::vector<std::string>& paths);
 
 // Adds the paths of a path list; without `append` the list is emptied first.
 void populateList(MainWindowModel& window, std::string_view pathList, bool append);
