@@ -37,6 +37,7 @@ FrmAbout::FrmAbout(QWidget* parent) : QDialog(parent) {
                        "messages become hexadecimal text."),
         this);
     description->setWordWrap(true);
+    description->setFixedWidth(390);
     auto* warning = new QLabel(
         QStringLiteral("Warning: This product is protected by copyright law and international treaties. Unauthorized "
                        "reproduction or distribution of this program, or any portion of it, may result is severe civil "
@@ -44,6 +45,7 @@ FrmAbout::FrmAbout(QWidget* parent) : QDialog(parent) {
         this);
     warning->setObjectName(QStringLiteral("lblWarning"));
     warning->setWordWrap(true);
+    warning->setFixedWidth(390);
     auto* ok = new QPushButton(QStringLiteral("OK"), this);
     ok->setObjectName(QStringLiteral("cmdOk"));
     ok->setDefault(true);
@@ -57,7 +59,7 @@ FrmAbout::FrmAbout(QWidget* parent) : QDialog(parent) {
     column->addStretch(1);
     column->addWidget(ok, 0, Qt::AlignRight);
     layout->addLayout(column, 1);
-    setFixedWidth(520);
+    layout->setSizeConstraint(QLayout::SetFixedSize);
     installHelpKey(this);
 }
 

@@ -52,6 +52,21 @@ FrmDecToDir::FrmDecToDir(UserInterface& ui, MainWindowModel& window, QWidget* pa
     connect(dir1_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this](const QModelIndex& current) {
         if (current.isValid()) chooseDirectory(fileSystem_->filePath(current));
     });
+    // The tree reads directories in the background and sorts them as they
+    // arrive: the chosen one is kept in view until the person moves.
+    auto keepChosenInView = [this] {
+        if (personMoved_) return;
+        const QModelIndex index = fileSystem_->index(qs(model_.directory));
+        if (!index.isValid()) return;
+        if (dir1_->currentIndex() != index) {
+            QSignalBlocker block(dir1_->selectionModel());
+            dir1_->setCurrentIndex(index);
+        }
+        dir1_->scrollTo(index, QAbstractItemView::PositionAtCenter);
+    };
+    connect(fileSystem_, &QFileSystemModel::directoryLoaded, this, keepChosenInView);
+    connect(fileSystem_, &QFileSystemModel::rowsInserted, this, keepChosenInView);
+    connect(fileSystem_, &QFileSystemModel::layoutChanged, this, keepChosenInView);
     connect(ok, &QPushButton::clicked, this, [this] {
         closing_ = true;
         model_.ok(window_);

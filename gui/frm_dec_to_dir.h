@@ -31,6 +31,7 @@ private:
     QTreeView* dir1_;
     QLineEdit* txtPath_;
     bool closing_ = false;
+    bool personMoved_ = false;
 };
 
 }  // namespace morvane::gui

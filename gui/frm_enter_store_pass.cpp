@@ -10,6 +10,7 @@
 #include <QVBoxLayout>
 
 #include "help_window.h"
+#include "password_box.h"
 #include "qt_text.h"
 
 namespace morvane::gui {
@@ -19,7 +20,7 @@ namespace {
 QLineEdit* passwordBox(const QString& name, QWidget* parent) {
     auto* box = new QLineEdit(parent);
     box->setObjectName(name);
-    box->setEchoMode(QLineEdit::Password);
+    maskAsPassword(box);
     return box;
 }
 

@@ -42,6 +42,7 @@
 #include "main_window_commands.h"
 #include "main_window_logic.h"
 #include "message_encryption.h"
+#include "password_box.h"
 #include "qt_text.h"
 #include "stored_password_manager.h"
 #include "wrapping_check_box.h"
@@ -245,14 +246,14 @@ QWidget* FrmMain::buildCentre() {
     lblPassword->setObjectName(QStringLiteral("lblPassword"));
     txtPassword_ = new QLineEdit(centre);
     txtPassword_->setObjectName(QStringLiteral("txtPassword"));
-    txtPassword_->setEchoMode(QLineEdit::Password);
+    maskAsPassword(txtPassword_);
     txtPassword_->setMaxLength(static_cast<int>(kMaxPasswordLength));
     lblPassword->setBuddy(txtPassword_);
     auto* lblVerifyPass = new QLabel(QStringLiteral("Ver&ify Password"), centre);
     lblVerifyPass->setObjectName(QStringLiteral("lblVerifyPass"));
     txtVerifyPass_ = new QLineEdit(centre);
     txtVerifyPass_->setObjectName(QStringLiteral("txtVerifyPass"));
-    txtVerifyPass_->setEchoMode(QLineEdit::Password);
+    maskAsPassword(txtVerifyPass_);
     txtVerifyPass_->setMaxLength(static_cast<int>(kMaxPasswordLength));
     lblVerifyPass->setBuddy(txtVerifyPass_);
     chkStoredPass_ = checkBox(QStringLiteral("chkStoredPass"), QStringLiteral("Use a &stored password"), centre);

@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 
 #include "help_window.h"
+#include "password_box.h"
 #include "qt_text.h"
 
 namespace morvane::gui {
@@ -43,14 +44,14 @@ FrmPassOnStartup::FrmPassOnStartup(StartupPasswordDialog::Mode mode, StartupPass
     first->setObjectName(QStringLiteral("lblFirst"));
     txtStartPass_ = new QLineEdit(frame);
     txtStartPass_->setObjectName(QStringLiteral("txtStartPass"));
-    txtStartPass_->setEchoMode(QLineEdit::Password);
+    maskAsPassword(txtStartPass_);
     first->setBuddy(txtStartPass_);
     auto* line1 = separatorLine(QStringLiteral("Line1"), frame);
     auto* verifyLabel = new QLabel(QStringLiteral("&Verify Password:"), frame);
     verifyLabel->setObjectName(QStringLiteral("lblVerify"));
     txtStartPassVerify_ = new QLineEdit(frame);
     txtStartPassVerify_->setObjectName(QStringLiteral("txtStartPassVerify"));
-    txtStartPassVerify_->setEchoMode(QLineEdit::Password);
+    maskAsPassword(txtStartPassVerify_);
     verifyLabel->setBuddy(txtStartPassVerify_);
     auto* line2 = separatorLine(QStringLiteral("Line2"), frame);
     inner->addWidget(second);

@@ -23,8 +23,8 @@ FrmStoredPass::FrmStoredPass(PasswordDatabase& database, UserInterface& ui, Main
     if (pickMode) model_.cmdEditCaption = std::string(kSelectCaption);
     auto* layout = new QVBoxLayout(this);
     auto* desc = new QLabel(pickMode ? QStringLiteral("Select the password to use for this job, then press Select.")
-                                     : QStringLiteral("The passwords kept in your password database. A job can use "
-                                                      "one by its name (-p@name on the command line)."),
+                                     : QStringLiteral("The passwords kept in your password database. Select one to "
+                                                      "edit or delete it."),
                             this);
     desc->setObjectName(QStringLiteral("lblDesc"));
     desc->setWordWrap(true);

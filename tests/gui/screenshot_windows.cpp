@@ -7,6 +7,7 @@
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTextBrowser>
+#include <QThread>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
@@ -105,6 +106,7 @@ int main(int argc, char** argv) {
     tabs->setCurrentIndex(0);
 
     QMenu* popup = window.preparePopup();
+    popup->adjustSize();
     save(popup, "mnuEncPopup");
     popup->hide();
 
@@ -125,6 +127,11 @@ int main(int argc, char** argv) {
 
     FrmDecToDir decToDir(ui, program.window);
     decToDir.chooseDirectory(docs);
+    decToDir.show();
+    for (int i = 0; i < 40; ++i) {
+        QApplication::processEvents(QEventLoop::AllEvents, 50);
+        QThread::msleep(10);
+    }
     save(&decToDir, "frmDecToDir");
     decToDir.hide();
 

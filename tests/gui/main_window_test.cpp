@@ -1,0 +1,413 @@
+// The main window through its real widgets: the password fields and the
+// encryption strength, the tabs and the shared list frame, the toolbar, the
+// popup menu, the Delete key, drops from a file manager, and whole jobs.
+#include <QClipboard>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTextBrowser>
+#include <QToolBar>
+#include <QTreeWidget>
+#include <QUrl>
+
+#include "frm_status.h"
+#include "help_window.h"
+#include "window_fixture.h"
+
+using namespace morvane;
+using namespace morvane::gui;
+using namespace morvane::gui::testing;
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+
+private:
+    static QString panel(WindowFixture& f, int index) {
+        return f.child<QLabel>(qPrintable(QStringLiteral("sbStatusBarPanel%1").arg(index)))->text();
+    }
+    static void selectTab(WindowFixture& f, int tab) {
+        auto* tabs = f.child<QTabWidget>("SSTab1");
+        QTest::mouseClick(tabs->tabBar(), Qt::LeftButton, {}, tabs->tabBar()->tabRect(tab).center());
+        QCOMPARE(tabs->currentIndex(), tab);
+    }
+    static QStringList rows(WindowFixture& f) {
+        QStringList texts;
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        for (int i = 0; i < list->topLevelItemCount(); ++i) texts << list->topLevelItem(i)->text(0);
+        return texts;
+    }
+    static void addThroughDialog(WindowFixture& f, const QStringList& files) {
+        f.dialogs.openResults.push_back(files);
+        f.click("cmdAddFilesDec");
+    }
+
+private slots:
+    void fiftySixCharactersGiveFourHundredFortyEightBits() {
+        WindowFixture f;
+        f.openWindow();
+        auto* password = f.child<QLineEdit>("txtPassword");
+        QTest::keyClicks(password, QString(60, QLatin1Char('k')));
+        QCOMPARE(password->text().size(), 56);
+        QCOMPARE(panel(f, 3), QStringLiteral("Encryption Strength: 448 Bit "));
+        QCOMPARE(f.program.window.txtPassword, std::string(56, 'k'));
+        password->clear();
+        QTest::keyClicks(password, QStringLiteral("seven  "));
+        QCOMPARE(panel(f, 3), QStringLiteral("Encryption Strength: 56 Bit "));
+        password->clear();
+        QCOMPARE(panel(f, 3), QStringLiteral("Encryption Strength: 0 Bit "));
+        QCOMPARE(f.child<QLineEdit>("txtVerifyPass")->maxLength(), 56);
+        QCOMPARE(password->echoMode(), QLineEdit::Password);
+    }
+
+    void messageTabShowsTheMessageBoxInTheListsPlace() {
+        WindowFixture f;
+        f.openWindow();
+        auto* frame = f.child<QGroupBox>("fraList");
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        QCOMPARE(frame->title(), QStringLiteral("Selected Files (right mouse click for addtional options)"));
+        selectTab(f, 2);
+        QVERIFY(!list->isVisible());
+        QVERIFY(message->isVisible());
+        QCOMPARE(message->geometry(), list->geometry());
+        QCOMPARE(frame->title(), QStringLiteral("Text To Be Encrypted or Decrypted (maximum 50,000 characters)"));
+        QVERIFY(message->hasFocus());
+        selectTab(f, 0);
+        QVERIFY(list->isVisible());
+        QVERIFY(!message->isVisible());
+        QCOMPARE(frame->title(), QStringLiteral("Selected Files (right mouse click for addtional options)"));
+    }
+
+    void encryptAndDecryptNowShareOnePlace() {
+        WindowFixture f;
+        f.openWindow();
+        auto* encrypt = f.child<QAbstractButton>("cmdEncrypt");
+        auto* decrypt = f.child<QAbstractButton>("cmdDecrypt");
+        QVERIFY(encrypt->isVisible() && encrypt->isEnabled());
+        QVERIFY(!decrypt->isVisible());
+        selectTab(f, 1);
+        QVERIFY(!encrypt->isVisible());
+        QVERIFY(decrypt->isVisible() && decrypt->isEnabled());
+        QCOMPARE(decrypt->geometry(), encrypt->geometry());
+        // On the message tab both are disabled and the visible one stays.
+        selectTab(f, 2);
+        QVERIFY(decrypt->isVisible());
+        QVERIFY(!decrypt->isEnabled());
+        QVERIFY(!encrypt->isEnabled());
+        QVERIFY(!f.child<QAbstractButton>("cmdAddFilesDec")->isEnabled());
+        QVERIFY(!f.child<QAbstractButton>("cmdClearDecFiles")->isEnabled());
+        selectTab(f, 0);
+        selectTab(f, 2);
+        QVERIFY(encrypt->isVisible());
+        QVERIFY(!encrypt->isEnabled());
+    }
+
+    void toolbarHasItsFourKeyedButtons() {
+        WindowFixture f;
+        f.openWindow();
+        const QList<QAction*> buttons = f.child<QToolBar>("Toolbar1")->actions();
+        QCOMPARE(buttons.size(), 4);
+        const QStringList keys{QStringLiteral("Encrypt"), QStringLiteral("Decrypt"), QStringLiteral("Delete"),
+                               QStringLiteral("Help")};
+        const QStringList tips{QStringLiteral("Add Files To Encrypt"), QStringLiteral("Add Files To Decrypt"),
+                               QStringLiteral("Remove Selected Item From List"), QStringLiteral("Help F1")};
+        for (int i = 0; i < 4; ++i) {
+            QCOMPARE(buttons[i]->data().toString(), keys[i]);
+            QCOMPARE(buttons[i]->toolTip(), tips[i]);
+        }
+        // Button 3 is enabled exactly while the list has rows.
+        QVERIFY(!buttons[2]->isEnabled());
+        addThroughDialog(f, {f.writeFile(QStringLiteral("a.txt"), "a")});
+        QVERIFY(buttons[2]->isEnabled());
+        f.click("cmdClearDecFiles");
+        QVERIFY(!buttons[2]->isEnabled());
+        QVERIFY(rows(f).isEmpty());
+    }
+
+    void toolbarDeleteOnAnEmptyListDoesNothing() {
+        WindowFixture f;
+        f.openWindow();
+        f.action("Toolbar1_Delete")->setEnabled(true);
+        f.action("Toolbar1_Delete")->trigger();
+        QVERIFY(f.dialogs.questions.empty());
+    }
+
+    void toolbarDeleteWithoutASelectedTextDoesNothing() {
+        WindowFixture f;
+        f.openWindow();
+        addThroughDialog(f, {f.writeFile(QStringLiteral("a.txt"), "a"), f.writeFile(QStringLiteral("b.txt"), "b")});
+        f.program.window.selectedRow = -1;
+        f.window->syncFromModel();
+        f.action("Toolbar1_Delete")->trigger();
+        QVERIFY(f.dialogs.questions.empty());
+        QCOMPARE(rows(f).size(), 2);
+    }
+
+    void toolbarDeleteAsksByTabAndRemovesOnYes() {
+        WindowFixture f;
+        f.openWindow();
+        const QString archive = f.writeFile(QStringLiteral("c.enz"), "12345678");
+        selectTab(f, 1);
+        addThroughDialog(f, {f.writeFile(QStringLiteral("a.txt"), "a"), archive});
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->topLevelItem(1)).center());
+        const QString itemText = list->topLevelItem(1)->text(0);
+        QCOMPARE(panel(f, 1), itemText);
+        f.dialogs.answers = {false};
+        f.action("Toolbar1_Delete")->trigger();
+        QCOMPARE(f.dialogs.questionTexts(), QStringList{QStringLiteral("Are you sure you wish to remove ") + itemText +
+                                                        QStringLiteral(" from the items to be decrypted?")});
+        QCOMPARE(rows(f).size(), 2);
+        f.dialogs.answers = {true};
+        f.action("Toolbar1_Delete")->trigger();
+        QCOMPARE(rows(f), QStringList{f.path(QStringLiteral("a.txt"))});
+        selectTab(f, 0);
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(list->topLevelItem(0)).center());
+        f.dialogs.answers = {true};
+        f.action("Toolbar1_Delete")->trigger();
+        QVERIFY(f.dialogs.questions.back().text.endsWith(QStringLiteral(" from the items to be encrypted?")));
+        QVERIFY(rows(f).isEmpty());
+    }
+
+    void popupOnAnEmptyListOffersOnlyTheAddItemOfTheTab() {
+        WindowFixture f;
+        f.openWindow();
+        const char* items[] = {"mnuPopupRemove", "mnuPopupClear", "mnuPopupAddtoEnc", "mnuPopupAddtoDec",
+                               "mnuPopupSep1",   "mnuPopupEnc",   "mnuPopupDec"};
+        auto visibleItems = [&] {
+            QStringList shown;
+            for (const char* name : items)
+                if (f.action(name)->isVisible()) shown << QLatin1String(name);
+            return shown;
+        };
+        f.window->preparePopup();
+        QCOMPARE(visibleItems(), QStringList{QStringLiteral("mnuPopupAddtoEnc")});
+        selectTab(f, 1);
+        f.window->preparePopup();
+        QCOMPARE(visibleItems(), QStringList{QStringLiteral("mnuPopupAddtoDec")});
+
+        addThroughDialog(f, {f.writeFile(QStringLiteral("a.txt"), "a")});
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        list->setCurrentItem(list->topLevelItem(0));
+        f.window->preparePopup();
+        QCOMPARE(visibleItems(), (QStringList{QStringLiteral("mnuPopupRemove"), QStringLiteral("mnuPopupClear"),
+                                              QStringLiteral("mnuPopupAddtoDec"), QStringLiteral("mnuPopupSep1"),
+                                              QStringLiteral("mnuPopupDec")}));
+        QCOMPARE(f.action("mnuPopupRemove")->text(),
+                 QStringLiteral("Remove ") + f.path(QStringLiteral("a.txt")) + QStringLiteral(" From List"));
+        QCOMPARE(f.action("mnuPopupDec")->text(), QStringLiteral("Decrypt Selected Files Now"));
+        // The remove item takes the row away without asking.
+        f.action("mnuPopupRemove")->trigger();
+        QVERIFY(rows(f).isEmpty());
+        QVERIFY(f.dialogs.questions.empty());
+    }
+
+    void deleteKeyRemovesTheSelectedRow() {
+        WindowFixture f;
+        f.openWindow();
+        addThroughDialog(f, {f.writeFile(QStringLiteral("a.txt"), "a"), f.writeFile(QStringLiteral("b.txt"), "bb")});
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        list->setFocus();
+        list->setCurrentItem(list->topLevelItem(0));
+        QTest::keyClick(list, Qt::Key_Delete);
+        QCOMPARE(rows(f), QStringList{f.path(QStringLiteral("b.txt"))});
+        QCOMPARE(panel(f, 1), QStringLiteral("Total items selected: 1  "));
+    }
+
+    void addFilesTitleAndFilterFollowTheTab() {
+        WindowFixture f;
+        f.openWindow();
+        f.click("cmdAddFilesDec");
+        selectTab(f, 1);
+        f.click("cmdAddFilesDec");
+        QCOMPARE(f.dialogs.openTitles,
+                 (QStringList{QStringLiteral("Add Files to Encrypt"), QStringLiteral("Add Files to Decrypt")}));
+        QCOMPARE(f.dialogs.openFilters,
+                 (QStringList{QStringLiteral("All Files|*.*"), QStringLiteral("Encrypted Zip Files|*.enz")}));
+        // The toolbar keeps the title the dialog last had.
+        f.action("Toolbar1_Encrypt")->trigger();
+        QCOMPARE(f.dialogs.openTitles.last(), QStringLiteral("Add Files to Decrypt"));
+        QCOMPARE(f.dialogs.openFilters.last(), QStringLiteral("All Files|*.*"));
+        QCOMPARE(f.child<QTabWidget>("SSTab1")->currentIndex(), 0);
+    }
+
+    void menusHaveTheirCaptionsAndAccessKeys() {
+        WindowFixture f;
+        f.openWindow();
+        QStringList titles;
+        for (QAction* menu : f.window->menuBar()->actions()) titles << menu->text();
+        QCOMPARE(titles, (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&View"),
+                                      QStringLiteral("&Options"), QStringLiteral("&Help")}));
+        QCOMPARE(f.action("mnuEncFiles")->text(), QStringLiteral("&Encrypt Files"));
+        QCOMPARE(f.action("mnuDecFiles")->text(), QStringLiteral("&Decrypt Files"));
+        QCOMPARE(f.action("mnuClearRecent")->text(), QStringLiteral("Clear Recent Files List"));
+        QCOMPARE(f.action("mnuStoredPass")->text(), QStringLiteral("&Stored Passwords"));
+        QCOMPARE(f.action("mnuViewLog")->text(), QStringLiteral("&Log File"));
+        QCOMPARE(f.action("mnuStartPass")->text(), QStringLiteral("Require Password On Startup"));
+        QCOMPARE(f.action("mnuHelpMV")->text(), QStringLiteral("Help on Morvane  F1"));
+        QCOMPARE(f.action("mnuAbout")->text(), QStringLiteral("&About Morvane"));
+        // Without recent entries the recent part of the File menu is hidden.
+        QVERIFY(!f.action("mnuSep1")->isVisible());
+        QVERIFY(!f.action("mnuClearRecent")->isVisible());
+        QVERIFY(!f.action("mnuRecent0")->isVisible());
+    }
+
+    void recentMenuPutsAFileBackOnItsTab() {
+        WindowFixture f;
+        const QString archive = f.writeFile(QStringLiteral("x&y.enz"), "12345678");
+        f.program.recent.updateRecentList(f.program.window, "Decrypt " + u8(archive));
+        f.openWindow();
+        QVERIFY(f.action("mnuRecent0")->isVisible());
+        QVERIFY(f.action("mnuSep1")->isVisible());
+        QCOMPARE(shownText(f.action("mnuRecent0")->text()), QStringLiteral("1. Decrypt ") + archive);
+        f.action("mnuRecent0")->trigger();
+        QCOMPARE(f.child<QTabWidget>("SSTab1")->currentIndex(), 1);
+        QCOMPARE(rows(f), QStringList{archive + QStringLiteral(" (encrypted zip)")});
+        QVERIFY(f.child<QAbstractButton>("cmdDecrypt")->isVisible());
+        f.action("mnuClearRecent")->trigger();
+        QVERIFY(!f.action("mnuRecent0")->isVisible());
+        QVERIFY(!QFile::exists(f.path(QStringLiteral("recent.lst"))));
+    }
+
+    void filesDroppedOnTheListAreAdded() {
+        WindowFixture f;
+        f.openWindow();
+        const QString a = f.writeFile(QStringLiteral("a.txt"), "a");
+        const QString b = f.writeFile(QStringLiteral("b.txt"), "b");
+        addThroughDialog(f, {a});
+        auto* viewport = f.child<QTreeWidget>("lstFiles")->viewport();
+        QMimeData data;
+        data.setUrls(
+            {QUrl::fromLocalFile(a), QUrl::fromLocalFile(b), QUrl::fromLocalFile(f.path(QStringLiteral("gone")))});
+        QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &enter);
+        QVERIFY(enter.isAccepted());
+        QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &drop);
+        // Duplicates and missing files are passed over, as from the dialog.
+        QCOMPARE(rows(f), (QStringList{a, b}));
+    }
+
+    void fOneOpensTheHelp() {
+        WindowFixture f;
+        f.openWindow();
+        f.window->activateWindow();
+        QTest::keyClick(f.child<QLineEdit>("txtPassword"), Qt::Key_F1);
+        auto* help = f.window->findChild<HelpWindow*>();
+        QVERIFY(help);
+        QVERIFY(help->isVisible());
+        QVERIFY(help->browser()->toPlainText().contains(QStringLiteral("Command-line examples")));
+        help->close();
+        f.action("Toolbar1_Help")->trigger();
+        QVERIFY(f.window->findChild<HelpWindow*>()->isVisible());
+    }
+
+    void wholeFilesJobThroughTheWindow() {
+        WindowFixture f;
+        f.openWindow();
+        QByteArray first(300000, '\0');
+        for (int i = 0; i < first.size(); ++i) first[i] = static_cast<char>((i * 7919) % 251);
+        const QByteArray second("a second file, short");
+        const QString a = f.writeFile(QStringLiteral("first.bin"), first);
+        const QString b = f.writeFile(QStringLiteral("second.txt"), second);
+        addThroughDialog(f, {a, b});
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QStringLiteral("pass word"));
+        QTest::keyClicks(f.child<QLineEdit>("txtVerifyPass"), QStringLiteral("pass word"));
+        f.child<QAbstractButton>("chkDelAfterEnc")->click();
+        QVERIFY(f.program.window.chkDelAfterEnc);
+
+        // While the job runs, the window shows its progress and its commands wait.
+        bool sawJobRunning = false;
+        bool commandsWaited = true;
+        bool statusShown = false;
+        QTimer watch;
+        watch.setInterval(1);
+        connect(&watch, &QTimer::timeout, this, [&] {
+            if (!f.program.window.jobRunning) return;
+            sawJobRunning = true;
+            commandsWaited = commandsWaited && !f.window->menuBar()->isEnabled() &&
+                             !f.child<QToolBar>("Toolbar1")->isEnabled() &&
+                             !f.child<QAbstractButton>("cmdEncrypt")->isEnabled() &&
+                             !f.child<QAbstractButton>("cmdAddFilesDec")->isEnabled();
+            statusShown = statusShown || f.window->statusWindow()->isVisible();
+        });
+        watch.start();
+        f.click("cmdEncrypt");
+        watch.stop();
+        QVERIFY(sawJobRunning);
+        QVERIFY(commandsWaited);
+        QVERIFY(statusShown);
+        QVERIFY(!f.window->statusWindow()->isVisible());
+        QVERIFY(f.window->menuBar()->isEnabled());
+
+        QCOMPARE(f.dialogs.messageTexts(), QStringList{QStringLiteral("Your files have successfully been encrypted.")});
+        QCOMPARE(rows(f), (QStringList{a + QStringLiteral(".enz (encrypted zip)"),
+                                       b + QStringLiteral(".enz (encrypted zip) ")}));
+        QVERIFY(!QFile::exists(a));
+        QVERIFY(!QFile::exists(b));
+
+        selectTab(f, 1);
+        f.click("cmdDecrypt");
+        QCOMPARE(f.dialogs.messageTexts().last(), QStringLiteral("Your files successfully been decrypted."));
+        QCOMPARE(WindowFixture::readFile(a), first);
+        QCOMPARE(WindowFixture::readFile(b), second);
+    }
+
+    void messageTabEnciphersToHexAndBackWithTheClipboard() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QStringLiteral("letter key"));
+        QTest::keyClicks(f.child<QLineEdit>("txtVerifyPass"), QStringLiteral("letter key"));
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        QTest::keyClicks(message, QStringLiteral("Meet me at nine."));
+        f.child<QAbstractButton>("chkCopyToClip")->click();
+        f.click("encMsg");
+        const QString cipher = message->toPlainText();
+        QVERIFY(QRegularExpression(QStringLiteral("^([0-9A-F]{2})+$")).match(cipher).hasMatch());
+        QVERIFY(cipher.size() >= 32);
+        QCOMPARE(QGuiApplication::clipboard()->text(), cipher);
+        QCOMPARE(f.dialogs.messages.back().title, QStringLiteral("Success"));
+        QCOMPARE(f.dialogs.messages.back().text,
+                 QStringLiteral("Your message has been encrypted and copied to the clipboard. You may now paste your "
+                                "encrypted message to other applications such as email."));
+        f.click("decMsg");
+        QCOMPARE(message->toPlainText(), QStringLiteral("Meet me at nine."));
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("Meet me at nine."));
+        // Clearing asks first.
+        f.dialogs.answers = {true};
+        f.click("Command1");
+        QCOMPARE(f.dialogs.questionTexts().last(), QStringLiteral("Are you sure you wish to clear your message?"));
+        QVERIFY(message->toPlainText().isEmpty());
+    }
+
+    void messageBoxTakesFiftyThousandCharacters() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        message->setPlainText(QString(50010, QLatin1Char('m')));
+        QCOMPARE(message->toPlainText().size(), 50000);
+        QCOMPARE(f.program.window.txtMessage.size(), std::size_t{50000});
+    }
+
+    void closingTheWindowClosesTheOthers() {
+        WindowFixture f;
+        f.openWindow();
+        f.action("mnuAbout")->trigger();
+        QDialog* about = f.window->openDialog();
+        QVERIFY(about && about->isVisible());
+        QVERIFY(f.window->close());
+        QVERIFY(!about->isVisible());
+    }
+};
+
+QTEST_MAIN(MainWindowTest)
+#include "main_window_test.moc"
