@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QFileInfo>
 #include <QIcon>
+#include <cstdio>
 #include <cstdlib>
 
 #include "dlg_args.h"
@@ -12,6 +13,16 @@
 namespace morvane {
 
 int runWindowProgram(int& argc, char** argv, Program& program, const std::string& commandLine, StartupHooks hooks) {
+    const char* platform = std::getenv("QT_QPA_PLATFORM");
+    if (!(platform && *platform) && !displayPresent()) {
+        std::fputs(
+            "Morvane shows its window in a desktop session, and none was found (DISPLAY and WAYLAND_DISPLAY name "
+            "no display).\nCommand-line jobs need none, for example:\n"
+            "  morvane -e -pPASSWORD -s/path/file1, /path/file2 -d/path/archive.enz\n"
+            "  morvane -d -pPASSWORD -s/path/archive.enz -d/path/output/\n",
+            stderr);
+        return 1;
+    }
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Morvane"));
     QApplication::setDesktopFileName(QStringLiteral("morvane"));

@@ -4,10 +4,11 @@
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 
-# Build, libraries, tests, and the real zip programs the interoperability
-# tests exchange archives with.
+# Build, libraries, tests, the real zip programs the interoperability tests
+# exchange archives with, and the desktop toolkit with the fonts its windows
+# name ("Arial" and "Arial Narrow" are met by their metric twins).
 PACKAGES=(g++ cmake ninja-build ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
-  libzip-dev zlib1g-dev 7zip zip unzip)
+  libzip-dev zlib1g-dev 7zip zip unzip qt6-base-dev qt6-svg-dev fonts-liberation)
 
 "$ROOT/scripts/install-packages.sh" "${PACKAGES[@]}"
 
