@@ -9,8 +9,10 @@
 #include <optional>
 #include <string>
 
+#include "scripted_user_interface.h"
 #include "settings_store.h"
 #include "startup_password.h"
+#include "temp_directory.h"
 
 namespace {
 
@@ -320,6 +322,62 @@ TEST_F(CommandLineStartupSecondInstance, WithoutAnotherInstanceTheWindowOpens) {
     acceptedBefore();
     Program program(programDir, settingsFile);
     EXPECT_EQ(start(program, "").route, StartRoute::Window);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(StartRouteFor, NoArgumentsIsWindowModeAndDashSIsAssociation) {
+    EXPECT_EQ(morvane::routeFor(""), morvane::StartRoute::Window);
+    EXPECT_EQ(morvane::routeFor("   "), morvane::StartRoute::Window);
+    EXPECT_EQ(morvane::routeFor("-s/home/ann/a.enz"), morvane::StartRoute::Association);
+    EXPECT_EQ(morvane::routeFor("-S/home/ann/a.enz"), morvane::StartRoute::Association);
+    EXPECT_EQ(morvane::routeFor("-e -ppw -s/a -d/b"), morvane::StartRoute::CommandLine);
+    EXPECT_EQ(morvane::routeFor("-d -ppw -s/a.enz -d/b"), morvane::StartRoute::CommandLine);
+    EXPECT_EQ(morvane::routeFor("--help"), morvane::StartRoute::CommandLine);
+}
+
+TEST(AssociatedFile, AnArchiveInCapitalsOpensTheDecryptTab) {
+    morvane::testing::TempDirectory dir("assoc-enz");
+    const std::string archive = dir.file("Letters.ENZ");
+    morvane::testing::writeFile(archive, "12345678");
+    morvane::MainWindowModel window;
+    morvane::ScriptedUserInterface ui;
+    morvane::openAssociatedFile(window, ui, archive);
+    EXPECT_EQ(window.currentTab, morvane::kDecryptTab);
+    EXPECT_FALSE(window.cmdEncryptVisible);
+    EXPECT_FALSE(window.cmdEncryptEnabled);
+    EXPECT_TRUE(window.cmdDecryptVisible);
+    EXPECT_TRUE(window.cmdDecryptEnabled);
+    // The row's marker looks for ".enz" as written, so the capitals keep it off.
+    ASSERT_EQ(window.lstFiles.size(), 1u);
+    EXPECT_EQ(window.lstFiles[0].text, archive);
+}
+
+TEST(AssociatedFile, AnyOtherFileOpensTheEncryptTab) {
+    morvane::testing::TempDirectory dir("assoc-doc");
+    const std::string document = dir.file("letter.txt");
+    morvane::testing::writeFile(document, "dear ann");
+    morvane::MainWindowModel window;
+    window.currentTab = morvane::kDecryptTab;
+    morvane::ScriptedUserInterface ui;
+    morvane::openAssociatedFile(window, ui, document);
+    EXPECT_EQ(window.currentTab, morvane::kEncryptTab);
+    EXPECT_TRUE(window.cmdEncryptVisible);
+    EXPECT_FALSE(window.cmdDecryptVisible);
+    ASSERT_EQ(window.lstFiles.size(), 1u);
+    EXPECT_EQ(window.lstFiles[0].text, document);
+}
+
+TEST(AssociatedFile, AMissingFileIsPassedOverWithoutAWord) {
+    morvane::testing::TempDirectory dir("assoc-missing");
+    morvane::MainWindowModel window;
+    morvane::ScriptedUserInterface ui;
+    morvane::openAssociatedFile(window, ui, dir.file("gone.enz"));
+    EXPECT_EQ(window.currentTab, morvane::kDecryptTab);
+    EXPECT_TRUE(window.lstFiles.empty());
+    EXPECT_TRUE(ui.messages.empty());
 }
 
 }  // namespace

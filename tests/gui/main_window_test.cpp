@@ -1,6 +1,7 @@
 // The main window through its real widgets: the password fields and the
 // encryption strength, the tabs and the shared list frame, the toolbar, the
 // popup menu, the Delete key, drops from a file manager, and whole jobs.
+#include <QCheckBox>
 #include <QClipboard>
 #include <QGroupBox>
 #include <QLabel>
@@ -396,6 +397,22 @@ private slots:
         message->setPlainText(QString(50010, QLatin1Char('m')));
         QCOMPARE(message->toPlainText().size(), 50000);
         QCOMPARE(f.program.window.txtMessage.size(), std::size_t{50000});
+    }
+
+    void clickingALongCaptionTicksItsBox() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        auto* caption = f.child<QLabel>("chkCopyToClipCaption");
+        QVERIFY(caption->text().startsWith(QStringLiteral("Copy Message To Clipboard After Encryption/Decryption. ")));
+        QTest::mouseClick(caption, Qt::LeftButton, {}, QPoint(5, 5));
+        QVERIFY(f.child<QCheckBox>("chkCopyToClip")->isChecked());
+        QVERIFY(f.program.window.chkCopyToClip);
+        QTest::mouseClick(caption, Qt::LeftButton, {}, QPoint(5, 5));
+        QVERIFY(!f.program.window.chkCopyToClip);
+        QCOMPARE(
+            f.child<QLabel>("chkCreateOneZipCaption")->text(),
+            QStringLiteral("Combine selected files to a single encrypted file.  Recommended for faster encryption."));
     }
 
     void closingTheWindowClosesTheOthers() {

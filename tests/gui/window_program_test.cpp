@@ -1,6 +1,8 @@
 // The real program in window mode on the offscreen platform: one window at a
 // time, a command-line job beside an open window, and a clear refusal where
 // no desktop session is there to show the window in.
+#include "window_program.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -97,6 +99,34 @@ private slots:
         QVERIFY(job.waitForFinished(60000));
         QCOMPARE(job.exitCode(), 0);
         QVERIFY(QFile::exists(path(QStringLiteral("arch/note.enz"))));
+    }
+
+    void aDisplayIsPresentOnlyWhereAPersonCouldSeeIt() {
+        const QByteArray saved[] = {qgetenv("QT_QPA_PLATFORM"), qgetenv("DISPLAY"), qgetenv("WAYLAND_DISPLAY"),
+                                    qgetenv("XDG_RUNTIME_DIR")};
+        auto restore = qScopeGuard([&] {
+            const char* names[] = {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR"};
+            for (int i = 0; i < 4; ++i) saved[i].isNull() ? qunsetenv(names[i]) : qputenv(names[i], saved[i]);
+        });
+        qunsetenv("DISPLAY");
+        qunsetenv("WAYLAND_DISPLAY");
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        QVERIFY(!morvane::displayPresent());
+        qunsetenv("QT_QPA_PLATFORM");
+        QVERIFY(!morvane::displayPresent());
+        qputenv("DISPLAY", ":4711");
+        QVERIFY(!morvane::displayPresent());
+        qputenv("DISPLAY", "remote.example:0");
+        QVERIFY(morvane::displayPresent());
+        qunsetenv("DISPLAY");
+        qputenv("XDG_RUNTIME_DIR", path(QStringLiteral("runtime")).toLocal8Bit());
+        qputenv("WAYLAND_DISPLAY", "wayland-9");
+        QVERIFY(!morvane::displayPresent());
+        QFile socket(path(QStringLiteral("runtime/wayland-9")));
+        QVERIFY(socket.open(QIODevice::WriteOnly));
+        socket.close();
+        QVERIFY(morvane::displayPresent());
+        QFile::remove(socket.fileName());
     }
 
     void withoutADesktopSessionTheWindowIsRefusedClearly() {
