@@ -152,9 +152,6 @@ void FrmMain::buildMenus() {
     mnuSep2_->setObjectName(QStringLiteral("mnuSep2"));
     mnuClearRecent_ = file->addAction(QStringLiteral("Clear Recent Files List"));
     mnuClearRecent_->setObjectName(QStringLiteral("mnuClearRecent"));
-    file->addSeparator();
-    QAction* exit = file->addAction(QStringLiteral("E&xit"));
-    exit->setObjectName(QStringLiteral("mnuExit"));
 
     QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
     edit->setObjectName(QStringLiteral("mnuEdit"));
@@ -180,7 +177,6 @@ void FrmMain::buildMenus() {
     connect(decFiles, &QAction::triggered, this, [this] { command([this] { menuDecryptFiles(job_); }); });
     connect(mnuClearRecent_, &QAction::triggered, this,
             [this] { command([this] { program_.recent.clearRecentList(model()); }); });
-    connect(exit, &QAction::triggered, this, &QWidget::close);
     connect(storedPass, &QAction::triggered, this, [this] { openStoredPasswords(false); });
     connect(viewLog, &QAction::triggered, this, &FrmMain::viewLogFile);
     connect(mnuStartPass_, &QAction::triggered, this, [this] {

@@ -5,6 +5,7 @@
 #include <QProgressBar>
 #include <QVBoxLayout>
 
+#include "help_window.h"
 #include "qt_text.h"
 
 namespace morvane::gui {
@@ -33,6 +34,7 @@ FrmStatus::FrmStatus(ProgressWindow& status, const std::int32_t& progressPercent
     tmrEncStatus_.setInterval(kEncTimerIntervalMs);
     tmrZipStatus_.setObjectName(QStringLiteral("tmrZipStatus"));
     tmrZipStatus_.setInterval(kZipTimerIntervalMs);
+    installHelpKey(this);
     connect(&tmrEncStatus_, &QTimer::timeout, this, [this] {
         status_.encTimerTick(progressPercent_);
         refresh();

@@ -3,6 +3,12 @@
 // no desktop session is there to show the window in.
 #include "window_program.h"
 
+#include "qt_text.h"
+#include "settings_store.h"
+#include "startup_password.h"
+
+using morvane::gui::u8;
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -19,6 +25,12 @@ private:
     // A "-" in a path would split the command line, so the place has none.
     QTemporaryDir base_{QDir::tempPath() + QStringLiteral("/morvanewindowXXXXXX")};
     QString program_;
+
+    morvane::StartupPassword startupPassword() {
+        settings_ = std::make_unique<morvane::SettingsStore>(u8(path(QStringLiteral("config/morvane/registry"))));
+        return morvane::StartupPassword(*settings_);
+    }
+    std::unique_ptr<morvane::SettingsStore> settings_;
 
     QString path(const QString& name) const { return base_.path() + QLatin1Char('/') + name; }
 
@@ -64,6 +76,24 @@ private slots:
         QFile settings(path(QStringLiteral("config/morvane/registry")));
         QVERIFY(settings.open(QIODevice::WriteOnly));
         settings.write("software\\\\Morvane\tAgreement\taccepted\n");
+        settings.close();
+        startupPassword().saveStartupPassword(morvane::StartupPassword::marker());
+    }
+
+    void aCommandLineJobNeverAsksForTheStartupPassword() {
+        startupPassword().saveStartupPassword("Opening");
+        auto noPassword =
+            qScopeGuard([this] { startupPassword().saveStartupPassword(morvane::StartupPassword::marker()); });
+        QFile source(path(QStringLiteral("src/letter.txt")));
+        QVERIFY(source.open(QIODevice::WriteOnly));
+        source.write("dear ann");
+        source.close();
+        QProcess job;
+        start(job, {QStringLiteral("-e"), QStringLiteral("-ppw"), QStringLiteral("-s") + source.fileName(),
+                    QStringLiteral("-d") + path(QStringLiteral("arch/letter")), QStringLiteral("-os")});
+        QVERIFY(job.waitForFinished(60000));
+        QCOMPARE(job.exitCode(), 0);
+        QVERIFY(QFile::exists(path(QStringLiteral("arch/letter.enz"))));
     }
 
     void aSecondWindowEndsSilentlyAndAJobRunsBesideTheFirst() {
