@@ -106,7 +106,7 @@ int main(int argc, char** argv) {
     tabs->setCurrentIndex(0);
 
     QMenu* popup = window.preparePopup();
-    popup->adjustSize();
+    popup->popup(QPoint(0, 0));
     save(popup, "mnuEncPopup");
     popup->hide();
 
