@@ -70,7 +70,8 @@ void FrmStatus::refresh() {
     }
 }
 
-// The job ends the window; the person cannot close it under a running job.
+// The job ends the window; the person cannot close it (close box or Escape)
+// under a running job.
 void FrmStatus::closeEvent(QCloseEvent* event) {
     if (status_.model().loaded) event->ignore();
 }

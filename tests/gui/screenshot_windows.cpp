@@ -91,7 +91,6 @@ int main(int argc, char** argv) {
     dialogs.openResults.push_back(QStringList{docs + QStringLiteral("/annual report 2026.doc"),
                                               docs + QStringLiteral("/budget.xls"),
                                               docs + QStringLiteral("/holiday.jpg")});
-    window.findChild<QWidget*>(QStringLiteral("cmdAddFilesDec"))->metaObject();
     QMetaObject::invokeMethod(window.findChild<QObject*>(QStringLiteral("cmdAddFilesDec")), "click");
     window.syncFromModel();
     save(&window, "frmMain-encrypt");
