@@ -11,6 +11,7 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
+#include "dialog_buttons.h"
 #include "help_window.h"
 #include "qt_text.h"
 
@@ -35,15 +36,7 @@ FrmDecToDir::FrmDecToDir(UserInterface& ui, MainWindowModel& window, QWidget* pa
     txtPath_ = new QLineEdit(this);
     txtPath_->setObjectName(QStringLiteral("txtPath"));
     txtPath_->setReadOnly(true);
-    auto* buttons = new QHBoxLayout;
-    auto* ok = new QPushButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QStringLiteral("cmdOk"));
-    ok->setDefault(true);
-    auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-    cancel->setObjectName(QStringLiteral("cmdCancel"));
-    buttons->addWidget(txtPath_, 1);
-    buttons->addWidget(ok);
-    buttons->addWidget(cancel);
+    const auto [buttons, ok, cancel] = okCancelButtons(this, QStringLiteral("Cancel"), txtPath_);
     layout->addWidget(label);
     layout->addWidget(dir1_, 1);
     layout->addLayout(buttons);

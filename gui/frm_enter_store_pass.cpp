@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "dialog_buttons.h"
 #include "help_window.h"
 #include "password_box.h"
 #include "qt_text.h"
@@ -60,15 +61,7 @@ FrmEnterStorePass::FrmEnterStorePass(PasswordDatabase& database, UserInterface& 
     form->addRow(QString(), show);
     lblName->setBuddy(txtPassName_);
 
-    auto* buttons = new QHBoxLayout;
-    auto* ok = new QPushButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QStringLiteral("cmdOk"));
-    ok->setDefault(true);
-    auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-    cancel->setObjectName(QStringLiteral("cmdCancel"));
-    buttons->addStretch(1);
-    buttons->addWidget(ok);
-    buttons->addWidget(cancel);
+    const auto [buttons, ok, cancel] = okCancelButtons(this);
     layout->addWidget(frame);
     layout->addLayout(buttons);
     setMinimumWidth(420);

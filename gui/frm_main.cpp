@@ -185,11 +185,7 @@ void FrmMain::buildMenus() {
         if (showSetDialog) openSetStartupPassword();
     });
     connect(helpMV, &QAction::triggered, this, [this] { showHelp(this); });
-    connect(about, &QAction::triggered, this, [this] {
-        auto* box = new FrmAbout(this);
-        box->setAttribute(Qt::WA_DeleteOnClose);
-        showDialog(box);
-    });
+    connect(about, &QAction::triggered, this, [this] { showDialog(new FrmAbout(this)); });
 }
 
 void FrmMain::buildToolbar() {
@@ -371,6 +367,7 @@ QWidget* FrmMain::buildCentre() {
             txtMessage_->moveCursor(QTextCursor::End);
         }
         model().txtMessage = u8(text);
+        shownMessage_ = model().txtMessage;
     });
     connect(cmdAddFilesDec_, &QToolButton::clicked, this,
             [this] { command([this] { addFilesCommand(model(), ui_, program_.log, program_.run); }); });
@@ -562,6 +559,7 @@ void FrmMain::runJob(const std::function<void()>& job) {
 }
 
 void FrmMain::showDialog(QDialog* dialog) {
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
     openDialog_ = dialog;
     connect(dialog, &QDialog::finished, this, [this] { syncFromModel(); });
     dialog->open();
@@ -569,25 +567,21 @@ void FrmMain::showDialog(QDialog* dialog) {
 
 void FrmMain::openOneZipFile() {
     auto* dialog = new FrmOneZipFile(ui_, model(), program_.run, this);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     showDialog(dialog);
 }
 
 void FrmMain::openDecToDir() {
     auto* dialog = new FrmDecToDir(ui_, model(), this);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     showDialog(dialog);
 }
 
 void FrmMain::openStoredPasswords(bool pickMode) {
     auto* dialog = new FrmStoredPass(program_.passwords, ui_, model(), pickMode, this);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     showDialog(dialog);
 }
 
 void FrmMain::openAddStoredPassword() {
     auto* dialog = new FrmEnterStorePass(program_.passwords, ui_, true, {}, {}, this);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     // The password added is not yet the job's: with the box still empty, the
     // stored-password check box goes back to clear.
     connect(dialog, &QDialog::finished, this, [this] {
@@ -599,7 +593,6 @@ void FrmMain::openAddStoredPassword() {
 void FrmMain::openSetStartupPassword() {
     auto* dialog = new FrmPassOnStartup(StartupPasswordDialog::Mode::Set, program_.startupPassword, ui_, model(),
                                         program_.run, this);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
     // Only start-up reads the flag the set mode's closing leaves behind.
     connect(dialog, &QDialog::finished, this, [this] { program_.run.startupCancelled = false; });
     showDialog(dialog);
@@ -649,7 +642,12 @@ void FrmMain::syncFromModel() {
     lstFiles_->setVisible(m.lstFilesVisible);
     txtMessage_->setVisible(m.txtMessageVisible);
     fraList_->setTitle(qs(m.listFrameCaption));
-    if (u8(txtMessage_->toPlainText()) != m.txtMessage) txtMessage_->setPlainText(qs(m.txtMessage));
+    // Compared with what the box last showed, not read back from it: the
+    // window is shown again many times a second while a job runs.
+    if (m.txtMessage != shownMessage_) {
+        shownMessage_ = m.txtMessage;
+        txtMessage_->setPlainText(qs(m.txtMessage));
+    }
 
     setChecked(chkCreateOneZip_, m.chkCreateOneZip);
     setText(txtCombZipFile_, m.txtCombZipFile);

@@ -85,6 +85,7 @@ private:
     QPointer<QDialog> openDialog_;
     bool syncing_ = false;
     std::vector<ListRow> shownRows_;
+    std::string shownMessage_;
     QTimer tmrLoad_;
 
     // Always shown.

@@ -7,6 +7,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "dialog_buttons.h"
 #include "help_window.h"
 #include "qt_text.h"
 
@@ -26,15 +27,7 @@ FrmOneZipFile::FrmOneZipFile(UserInterface& ui, MainWindowModel& window, RunStat
     cmdBrowse_->setObjectName(QStringLiteral("cmdBrowse"));
     row->addWidget(txtCombZip_, 1);
     row->addWidget(cmdBrowse_);
-    auto* buttons = new QHBoxLayout;
-    auto* ok = new QPushButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QStringLiteral("cmdOk"));
-    ok->setDefault(true);
-    auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-    cancel->setObjectName(QStringLiteral("cmdCancel"));
-    buttons->addStretch(1);
-    buttons->addWidget(ok);
-    buttons->addWidget(cancel);
+    const auto [buttons, ok, cancel] = okCancelButtons(this);
     layout->addWidget(label);
     layout->addLayout(row);
     layout->addLayout(buttons);

@@ -7,6 +7,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "dialog_buttons.h"
 #include "help_window.h"
 #include "password_box.h"
 #include "qt_text.h"
@@ -67,15 +68,7 @@ FrmPassOnStartup::FrmPassOnStartup(StartupPasswordDialog::Mode mode, StartupPass
                        static_cast<QWidget*>(txtStartPassVerify_), static_cast<QWidget*>(line2)})
         w->setVisible(model_.verifyVisible);
 
-    auto* buttons = new QHBoxLayout;
-    auto* ok = new QPushButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QStringLiteral("cmdOk"));
-    ok->setDefault(true);
-    auto* cancel = new QPushButton(qs(model_.cancelCaption), this);
-    cancel->setObjectName(QStringLiteral("cmdCancel"));
-    buttons->addStretch(1);
-    buttons->addWidget(ok);
-    buttons->addWidget(cancel);
+    const auto [buttons, ok, cancel] = okCancelButtons(this, qs(model_.cancelCaption));
     layout->addWidget(frame);
     layout->addLayout(buttons);
     setMinimumWidth(400);

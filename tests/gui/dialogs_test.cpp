@@ -35,9 +35,7 @@ class DialogsTest : public QObject {
 private:
     template <typename T = QWidget>
     static T* in(QWidget* dialog, const char* name) {
-        T* found = dialog->findChild<T*>(QLatin1String(name));
-        if (!found) qFatal("no control %s", name);
-        return found;
+        return control<T>(dialog, name);
     }
     static void press(QWidget* dialog, const char* name) { in<QAbstractButton>(dialog, name)->click(); }
     static void type(QWidget* dialog, const char* name, const QString& text) {

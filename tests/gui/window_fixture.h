@@ -19,6 +19,14 @@
 
 namespace morvane::gui::testing {
 
+// The control of that object name inside `root`; the test stops when there is none.
+template <typename T = QWidget>
+T* control(const QObject* root, const char* name) {
+    T* found = root->findChild<T*>(QLatin1String(name));
+    if (!found) qFatal("no control %s", name);
+    return found;
+}
+
 struct WindowFixture {
     WindowFixture() : program(u8(directory.path()), u8(directory.path() + QStringLiteral("/registry"))), ui(dialogs) {}
 
@@ -47,9 +55,7 @@ struct WindowFixture {
 
     template <typename T = QWidget>
     T* child(const char* name) const {
-        T* found = window->findChild<T*>(QLatin1String(name));
-        if (!found) qFatal("no control %s", name);
-        return found;
+        return control<T>(window.get(), name);
     }
 
     QAction* action(const char* name) const { return child<QAction>(name); }
