@@ -359,8 +359,10 @@ QWidget* FrmMain::buildCentre() {
     });
     connect(txtMessage_, &QPlainTextEdit::textChanged, this, [this] {
         QString text = txtMessage_->toPlainText();
-        if (text.size() > static_cast<qsizetype>(kMaxMessageLength)) {
-            // The box takes 50,000 characters, as its frame says.
+        if (!syncing_ && text.size() > static_cast<qsizetype>(kMaxMessageLength)) {
+            // A person types or pastes at most 50,000 characters, as the
+            // frame says; the cipher text the program puts here is longer
+            // and is kept whole.
             text.truncate(static_cast<qsizetype>(kMaxMessageLength));
             QSignalBlocker block(txtMessage_);
             txtMessage_->setPlainText(text);

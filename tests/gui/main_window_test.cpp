@@ -415,6 +415,23 @@ private slots:
             QStringLiteral("Combine selected files to a single encrypted file.  Recommended for faster encryption."));
     }
 
+    void aLongMessageKeepsItsWholeCipherText() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QStringLiteral("pw"));
+        QTest::keyClicks(f.child<QLineEdit>("txtVerifyPass"), QStringLiteral("pw"));
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        const QString plain(40000, QLatin1Char('p'));
+        message->setPlainText(plain);
+        f.click("encMsg");
+        // The hexadecimal form is longer than the box lets a person type.
+        QVERIFY(message->toPlainText().size() > 80000);
+        QCOMPARE(qs(f.program.window.txtMessage), message->toPlainText());
+        f.click("decMsg");
+        QCOMPARE(message->toPlainText(), plain);
+    }
+
     void closingTheWindowClosesTheOthers() {
         WindowFixture f;
         f.openWindow();
