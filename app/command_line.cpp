@@ -93,6 +93,34 @@ std::string joinArguments(int argc, const char* const* argv) {
     return line;
 }
 
+std::string maskPasswords(std::string_view commandLine) {
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+    std::string masked;
+    masked.reserve(commandLine.size());
+    for (std::size_t at = 0; at < commandLine.size();) {
+        const bool startsWord = at == 0 || isBlank(commandLine[at - 1]);
+        if (!startsWord || commandLine[at] != '-' || at + 1 >= commandLine.size() ||
+            (commandLine[at + 1] != 'p' && commandLine[at + 1] != 'P') ||
+            (at + 2 < commandLine.size() && commandLine[at + 2] == '@')) {
+            masked += commandLine[at++];
+            continue;
+        }
+        masked.append(commandLine.substr(at, 2));
+        const std::size_t from = at + 2;
+        std::size_t to = from;  // the next switch, or the end
+        while (to < commandLine.size() && !(commandLine[to] == '-' && to > from && isBlank(commandLine[to - 1]))) ++to;
+        std::size_t end = to;
+        if (to < commandLine.size())
+            while (end > from && isBlank(commandLine[end - 1])) --end;
+        // One "*" a character: the bytes that continue a UTF-8 character add none.
+        for (std::size_t k = from; k < end; ++k)
+            if ((static_cast<unsigned char>(commandLine[k]) & 0xC0) != 0x80) masked += '*';
+        masked.append(commandLine.substr(end, to - end));
+        at = to;
+    }
+    return masked;
+}
+
 std::string usageText(std::string_view rejection) {
     const std::string pieces[] = {
         std::string(rejection),
@@ -192,7 +220,8 @@ int runJobOfCommandLine(const std::string& commandLine, JobContext& job, Passwor
     MainWindowModel& w = job.window;
     RunState& run = job.run;
     run.commandLineRun = true;
-    run.commandLine = commandLine;
+    // The log never holds a password in clear.
+    run.commandLine = maskPasswords(commandLine);
 
     const CommandLineRequest request = parseCommandLine(commandLine);
     if (!request.rejection.empty()) return reject(job, request.rejection, kExitInvalidCommandLine);
@@ -258,7 +287,8 @@ int runJobOfCommandLine(const std::string& commandLine, JobContext& job, Passwor
             matches.push_back(directory + name);
         }
         if (matches.empty()) {
-            job.log.writeLog("No files matched your criteria for the following command line argument: " + commandLine);
+            job.log.writeLog("No files matched your criteria for the following command line argument: " +
+                             run.commandLine);
             return kExitFailed;
         }
         std::sort(matches.begin(), matches.end());

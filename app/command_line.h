@@ -21,6 +21,12 @@ inline constexpr int kExitInvalidCommandLine = 2;
 // The program's arguments as the one command line the grammar reads.
 std::string joinArguments(int argc, const char* const* argv);
 
+// The command line as the log may hold it: the text of every plain password
+// ("-p{password}", not "-p@{entry}") replaced by as many "*", up to the next
+// switch (a "-" at the start of a word) or the end of the line, blanks
+// before that switch kept.
+std::string maskPasswords(std::string_view commandLine);
+
 // The usage text of dlgArgs: the rejection, then the commands, each two
 // pieces apart by one blank line.
 std::string usageText(std::string_view rejection);

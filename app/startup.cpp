@@ -26,8 +26,7 @@ Program::Program(std::string programDirectory, std::string settingsFile)
       log(directory),
       recent(directory),
       passwords(directory, log),
-      startupPassword(settings),
-      zip([this](std::string_view line) { log.writeLog(line); }) {}
+      startupPassword(settings) {}
 
 bool agreementAccepted(const SettingsStore& settings) {
     return settings.regRead(kAgreementValue, kProductKey) == kAgreementAccepted;

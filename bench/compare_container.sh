@@ -7,6 +7,13 @@
 #   1000 files  morvane-cipher pack        vs  zip -4 -P alone                       at most 1.2
 #   peak resident memory of pack and of unpack                                      under 64 MiB
 #
+# The program itself then makes the archive of the 8 files from its command
+# line as a batch file does, once keeping the sources and once with "remove
+# source" (-od, which reads the archive back and checks it before any source
+# is deleted); the sources are copied back outside the timing. Both are shown
+# against zip + openssl, and the second against the first: the price of the
+# check.
+#
 # The files (made by make_corpus.sh in a directory under /tmp, deleted at the
 # end) are 8 of 32 MiB, half log-like text and half random bytes, and 1000 of
 # 256 KiB, text and random in turn. Each command is run once to warm the page
@@ -28,15 +35,23 @@ LIMIT_MIB=64
 if [ ! -f "$BUILD/CMakeCache.txt" ]; then
   cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 fi
-cmake --build "$BUILD" -j2 --target morvane-cipher
+cmake --build "$BUILD" -j2 --target morvane-cipher morvane
 TOOL="$BUILD/tools/morvane-cipher"
 # Blowfish sits in OpenSSL 3's legacy provider. One PBKDF2 iteration keeps the
 # key derivation out of the figures.
 OPENSSL_BF=(openssl enc -bf-cbc -provider legacy -provider default -pbkdf2 -iter 1 -pass "pass:$PASSWORD")
 
-WORK="$(mktemp -d /tmp/morvane-container.XXXXXX)"
+# No "-" in the path: the program's command line is split at "-".
+WORK="$(mktemp -d /tmp/mvbenchXXXXXXXX)"
 trap 'rm -rf "$WORK"' EXIT
 mkdir "$WORK/times"
+
+# The program in a directory of its own (its log goes there), with its
+# settings in the work directory and its use agreement accepted.
+mkdir -p "$WORK/prog" "$WORK/config/morvane" "$WORK/data"
+cp "$BUILD/morvane" "$WORK/prog/morvane"
+printf 'software\\\\Morvane\tAgreement\taccepted\n' >"$WORK/config/morvane/registry"
+PROGRAM=(env XDG_CONFIG_HOME="$WORK/config" XDG_DATA_HOME="$WORK/data" "$WORK/prog/morvane")
 
 echo "load average before: $(cut -d' ' -f1-3 /proc/loadavg)"
 echo "Writing the files (506 MiB)..."
@@ -76,6 +91,23 @@ for _ in $(seq 0 "$RUNS"); do
   timed unzip_unpack unzip -q -P "$PASSWORD" "$WORK/peer2.zip" -d "$WORK/out2"
 done
 
+echo "Making the archive with the program, keeping and removing the sources, $RUNS runs after a warm-up..."
+mkdir "$WORK/src"
+for _ in $(seq 0 "$RUNS"); do
+  rm -f "$WORK/keep.enz" "$WORK/src/"*
+  cp "${BIG[@]}" "$WORK/src/"
+  timed morvane_keep "${PROGRAM[@]}" -e "-p$PASSWORD" "-s$WORK/src/*" "-d$WORK/keep.enz" -os
+  rm -f "$WORK/remove.enz"
+  timed morvane_remove "${PROGRAM[@]}" -e "-p$PASSWORD" "-s$WORK/src/*" "-d$WORK/remove.enz" -os,d
+  if [ -n "$(ls -A "$WORK/src")" ]; then
+    echo "compare_container.sh: the program left sources behind with -od" >&2
+    exit 1
+  fi
+done
+rm -rf "$WORK/out3" && mkdir "$WORK/out3"
+"${PROGRAM[@]}" -d "-p$PASSWORD" "-s$WORK/remove.enz" "-d$WORK/out3/" -os
+rm -f "$WORK/keep.enz" "$WORK/remove.enz"
+
 roundtrip_ok=1
 # same_files INPUTDIR OUTPUTDIR: whether OUTPUTDIR holds exactly INPUTDIR's files, byte for byte.
 same_files() {
@@ -87,8 +119,9 @@ same_files() {
 }
 same_files "$WORK/corpus/big" "$WORK/out" || { echo "morvane-cipher unpack: the files differ from the input" >&2; roundtrip_ok=0; }
 same_files "$WORK/corpus/big" "$WORK/out2" || { echo "unzip: the files differ from the input" >&2; roundtrip_ok=0; }
+same_files "$WORK/corpus/big" "$WORK/out3" || { echo "morvane -e -od: the files differ from the input" >&2; roundtrip_ok=0; }
 SIZES=("$(stat -c %s "$WORK/out.enz")" "$(stat -c %s "$WORK/peer.enc")")
-rm -rf "$WORK/out" "$WORK/out2" "$WORK/peer2.zip" "$WORK/peer.zip" "$WORK/peer.enc" "$WORK/out.enz"
+rm -rf "$WORK/out" "$WORK/out2" "$WORK/out3" "$WORK/peer2.zip" "$WORK/peer.zip" "$WORK/peer.enc" "$WORK/out.enz"
 
 echo "Packing 1000 files of 256 KiB, $RUNS runs after a warm-up..."
 for _ in $(seq 0 "$RUNS"); do
@@ -139,6 +172,8 @@ rows = [
     ("", "openssl enc -d -bf-cbc", load("openssl_dec")),
     ("", "unzip -P", load("unzip_unpack")),
     ("", "openssl + unzip", pair("openssl_dec", "unzip_unpack")),
+    ("program, 8 files", "morvane -e", load("morvane_keep")),
+    ("", "morvane -e -od", load("morvane_remove")),
     ("pack, 1000 files", "morvane-cipher pack", load("morvane_many")),
     ("", "zip -4 -P", load("zip_many")),
 ]
@@ -179,6 +214,12 @@ ratio("unpack: Morvane / (openssl enc -d + unzip)", ("unpack, 8 files", "morvane
       ("unpack, 8 files", "openssl + unzip"), 0.7)
 ratio("pack of 1000 files: Morvane / zip", ("pack, 1000 files", "morvane-cipher pack"),
       ("pack, 1000 files", "zip -4 -P"), 1.2)
+ratio("program: morvane -e / (zip + openssl enc)", ("program, 8 files", "morvane -e"),
+      ("pack, 8 files", "zip + openssl"), 1.0)
+ratio("program, remove source: -e -od / (zip + openssl)", ("program, 8 files", "morvane -e -od"),
+      ("pack, 8 files", "zip + openssl"), 1.0)
+r = median(table[("program, 8 files", "morvane -e -od")], 0) / median(table[("program, 8 files", "morvane -e")], 0)
+print(f"{'the check before removing: -e -od / -e':48} {r:6.3f}  (shown, no target)")
 for label, key in (("pack", ("pack, 8 files", "morvane-cipher pack")),
                    ("unpack", ("unpack, 8 files", "morvane-cipher unpack"))):
     peak = max(r[1] for r in table[key])

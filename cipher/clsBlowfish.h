@@ -13,7 +13,9 @@
 //   then 0 to 7 zero bytes up to T = n + 12 rounded up to a multiple of 8.
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -73,13 +75,36 @@ public:
 
     // Enciphers the whole file into one cipher buffer on disk. The file is
     // streamed in bounded chunks; the bytes written and the progress reported
-    // are those of encipherBuffer over the whole file. False with LastError
-    // set on failure.
+    // are those of encipherBuffer over the whole file. OutFile is written
+    // under a temporary name beside it and takes its name only when complete:
+    // until then the old file stays as it was. False with LastError set on
+    // failure.
     bool EncryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText = {});
 
+    // Reads a written file back (by its temporary name, flushed) before it
+    // takes its final name: true lets it, false keeps the old file.
+    using WrittenFileCheck = std::function<bool(const std::string& writtenPath)>;
+
+    // EncryptFile whose output takes its name only once `check` passed.
+    bool EncryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText,
+                     const WrittenFileCheck& check);
+
     // Deciphers a file written by EncryptFile. With a wrong key the whole
-    // deciphered length is written and the result is still true.
+    // deciphered length is written and the result is still true. OutFile
+    // takes its name only when complete, as with EncryptFile.
     bool DecryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText = {});
+
+    // Whether EncryptFile and DecryptFile flush their output to disk before
+    // it takes its name. A temporary file that is read once and then deleted
+    // needs no flush.
+    bool flushOutput = true;
+
+    // Deciphers the file and hands its plaintext on, piece by piece and in
+    // order, without writing anything and without Progress events. False when
+    // the file cannot be read, `sink` says stop, or the size descriptor does
+    // not fit the file (a wrong key, a damaged file), with LastError set.
+    using PlaintextSink = std::function<bool(std::span<const std::uint8_t> plaintext)>;
+    bool decipherFileInto(const std::string& inFile, std::string_view keyText, const PlaintextSink& sink);
 
     // Deletes a normal file (a hidden or system file is not looked at), making
     // it writable first; all errors ignored.
@@ -110,11 +135,16 @@ public:
 
     // The file operations with a chosen chunk size, for tests of chunk edges.
     bool encryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
-                             std::size_t chunkBytes);
+                             std::size_t chunkBytes, const WrittenFileCheck& check = {});
     bool decryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
                              std::size_t chunkBytes);
 
 private:
+    // Deciphers the file chunk by chunk into `sink`: the plaintext when the
+    // size descriptor fits (`fits`), else every deciphered byte.
+    bool decipherFileInChunks(const std::string& inFile, std::string_view keyText, std::size_t chunkBytes,
+                              const PlaintextSink& sink, bool reportProgress, bool& fits);
+
     // Writes the 12 header bytes of a cipher buffer for n plaintext bytes.
     void writeHeader(std::uint8_t* header, std::uint64_t n);
 

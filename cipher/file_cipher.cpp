@@ -10,6 +10,7 @@
 #include "byte_order.h"
 #include "clsBlowfish.h"
 #include "file_attributes.h"
+#include "safe_file.h"
 
 namespace morvane {
 namespace {
@@ -38,67 +39,44 @@ bool readExactly(std::FILE* file, std::uint8_t* data, std::size_t length, const 
     return false;
 }
 
-// The output file. The old file is deleted first as the cipher's own file
-// rule says; one that cannot be deleted (a hidden file) is truncated instead
-// of being written over in part. When the input itself is the output, the new
-// content goes to a temporary file beside it that replaces it at the end, so
-// the input is never overwritten while it is still being read.
+// The output file: written under a temporary name beside OutFile, flushed,
+// and put in place only when complete, so that OutFile is always either the
+// old file or the whole new one. (The old file is not deleted first: a kill
+// or a full disk must not take it away before the new one exists. When the
+// input itself is the output, it is read whole before it is replaced.)
 class OutputFile {
 public:
-    ~OutputFile() {
-        file_.reset();
-        if (!temporary_.empty()) {
-            std::error_code ec;
-            fs::remove(temporary_, ec);
-        }
-    }
-
-    bool open(const std::string& inFile, const std::string& outFile, std::string& error) {
-        target_ = fileattr::toPath(outFile);
-        std::error_code ec;
-        if (fs::equivalent(fileattr::toPath(inFile), target_, ec)) {
-            temporary_ = target_;
-            temporary_ += ".~mvtmp";
-        } else if (clsBlowfish::fileExists(outFile)) {
-            clsBlowfish::killFile(outFile);
-        }
-        errno = 0;
-        file_ = openFile(fileattr::fromPath(temporary_.empty() ? target_ : temporary_), true);
-        if (!file_) error = systemError(errno);
-        return static_cast<bool>(file_);
-    }
-
-    bool write(const std::uint8_t* data, std::size_t length, std::string& error) {
-        if (length == 0) return true;
-        errno = 0;
-        if (std::fwrite(data, 1, length, file_.get()) == length) return true;
-        error = systemError(errno);
+    bool open(const std::string& outFile, std::string& error) {
+        if (file_.open(outFile)) return true;
+        error = file_.error();
         return false;
     }
 
-    // Closes the file (reporting a failed close: the last bytes may only be
-    // written then) and puts a temporary file in place.
-    bool commit(std::string& error) {
-        errno = 0;
-        if (std::fclose(file_.release()) != 0) {
-            error = systemError(errno);
+    bool write(const std::uint8_t* data, std::size_t length, std::string& error) {
+        if (length == 0 || file_.write({data, length})) return true;
+        error = file_.error();
+        return false;
+    }
+
+    // Flushes the file (when asked to), lets `check` read it back under its
+    // temporary name, and puts it in place.
+    bool commit(bool flush, const clsBlowfish::WrittenFileCheck& check, std::string& error) {
+        if (flush && !file_.flush()) {
+            error = file_.error();
             return false;
         }
-        if (temporary_.empty()) return true;
-        std::error_code ec;
-        fs::rename(temporary_, target_, ec);
-        if (ec) {
-            error = ec.message();
+        if (check && !check(file_.temporaryPath())) {
+            error = "the file written could not be read back as it was written";
+            file_.discard();
             return false;
         }
-        temporary_.clear();
-        return true;
+        if (file_.commit(flush)) return true;
+        error = file_.error();
+        return false;
     }
 
 private:
-    FileHandle file_;
-    fs::path target_;
-    fs::path temporary_;
+    AtomicFile file_;
 };
 
 // Opens the input and reads its length.
@@ -133,11 +111,16 @@ void clsBlowfish::killFile(const std::string& fileName) {
     const auto attributes = fileattr::getAttributes(fileName);
     if (!attributes || (*attributes & (fileattr::kHidden | fileattr::kSystem)) != 0) return;
     if (*attributes != fileattr::kArchive) fileattr::setAttributes(fileName, fileattr::kArchive);
-    fs::remove(path, ec);
+    removeFile(fileName);
 }
 
 bool clsBlowfish::EncryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText) {
     return encryptFileInChunks(inFile, outFile, keyText, kFileChunkBytes);
+}
+
+bool clsBlowfish::EncryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText,
+                              const WrittenFileCheck& check) {
+    return encryptFileInChunks(inFile, outFile, keyText, kFileChunkBytes, check);
 }
 
 bool clsBlowfish::DecryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText) {
@@ -145,7 +128,7 @@ bool clsBlowfish::DecryptFile(const std::string& inFile, const std::string& outF
 }
 
 bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
-                                      std::size_t chunkBytes) {
+                                      std::size_t chunkBytes, const WrittenFileCheck& check) {
     chunkBytes = std::max<std::size_t>(16, chunkBytes / 8 * 8);
     if (!fileExists(inFile)) {
         LastError = "Unable to locate " + inFile + ".";
@@ -161,7 +144,7 @@ bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::stri
     if (!keyText.empty()) key(keyText);
 
     OutputFile output;
-    if (!output.open(inFile, outFile, LastError)) return false;
+    if (!output.open(outFile, LastError)) return false;
 
     const std::uint64_t total = (n + 12 + 7) / 8 * 8;
     std::vector<std::uint8_t> chunk(static_cast<std::size_t>(std::min<std::uint64_t>(chunkBytes, total)));
@@ -189,12 +172,13 @@ bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::stri
     }
     meter.finish();
     input.reset();
-    return output.commit(LastError);
+    return output.commit(flushOutput, check, LastError);
 }
 
-bool clsBlowfish::decryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
-                                      std::size_t chunkBytes) {
+bool clsBlowfish::decipherFileInChunks(const std::string& inFile, std::string_view keyText, std::size_t chunkBytes,
+                                       const PlaintextSink& sink, bool reportProgress, bool& fits) {
     chunkBytes = std::max<std::size_t>(16, chunkBytes / 8 * 8);
+    fits = false;
     if (!fileExists(inFile)) {
         LastError = "Unable to locate " + inFile + ".";
         return false;
@@ -205,16 +189,13 @@ bool clsBlowfish::decryptFileInChunks(const std::string& inFile, const std::stri
     if (!keyText.empty()) key(keyText);
     text_.resetText();
 
-    OutputFile output;
-    if (!output.open(inFile, outFile, LastError)) return false;
-
     std::vector<std::uint8_t> chunk(static_cast<std::size_t>(std::min<std::uint64_t>(chunkBytes, total)));
-    blowfish::ProgressMeter meter(total, Progress);
+    const ProgressHandler silent;
+    blowfish::ProgressMeter meter(total, reportProgress ? Progress : silent);
     blowfish::ChainBlock previous;
     // Until the size descriptor has been read and found to fit, the whole
-    // deciphered length is what gets written, as after a failed size check.
+    // deciphered length is what gets handed on, as after a failed size check.
     std::uint64_t keepFrom = 0, keepTo = total;
-    bool fits = false;
     for (std::uint64_t offset = 0; offset < total;) {
         const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), total - offset));
         if (!readExactly(input.get(), chunk.data(), length, inFile, LastError)) return false;
@@ -232,13 +213,34 @@ bool clsBlowfish::decryptFileInChunks(const std::string& inFile, const std::stri
         }
         const std::uint64_t from = std::max(offset, keepFrom);
         const std::uint64_t to = std::min<std::uint64_t>(offset + length, keepTo);
-        if (from < to && !output.write(chunk.data() + (from - offset), static_cast<std::size_t>(to - from), LastError))
-            return false;
+        if (from < to && !sink({chunk.data() + (from - offset), static_cast<std::size_t>(to - from)})) return false;
         offset += length;
     }
     if (fits) meter.finish();
-    input.reset();
-    return output.commit(LastError);
+    return true;
+}
+
+bool clsBlowfish::decryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
+                                      std::size_t chunkBytes) {
+    if (!fileExists(inFile)) {
+        LastError = "Unable to locate " + inFile + ".";
+        return false;
+    }
+    OutputFile output;
+    if (!output.open(outFile, LastError)) return false;
+    bool fits = false;
+    const bool read = decipherFileInChunks(
+        inFile, keyText, chunkBytes,
+        [&](std::span<const std::uint8_t> plain) { return output.write(plain.data(), plain.size(), LastError); }, true,
+        fits);
+    return read && output.commit(flushOutput, {}, LastError);
+}
+
+bool clsBlowfish::decipherFileInto(const std::string& inFile, std::string_view keyText, const PlaintextSink& sink) {
+    bool fits = false;
+    if (!decipherFileInChunks(inFile, keyText, kFileChunkBytes, sink, false, fits)) return false;
+    if (!fits) LastError = inFile + " does not decipher under this key: its size descriptor does not fit.";
+    return fits;
 }
 
 }  // namespace morvane

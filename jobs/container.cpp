@@ -3,6 +3,7 @@
 #include "modCrypt.h"
 #include "platform_utilities.h"
 #include "program_directory.h"
+#include "safe_file.h"
 
 namespace morvane {
 namespace {
@@ -33,7 +34,7 @@ std::string zipPassword(std::string_view password) {
 
 std::string quotedName(std::string_view name) { return "\"" + std::string(name) + "\""; }
 
-std::string perFileTempZipName(std::string_view name) { return "~enc~" + std::string(name) + ".zip"; }
+std::string perFileTempZipName(std::string_view name) { return fittedFileName("~enc~" + std::string(name) + ".zip"); }
 
 std::string combinedTempZipPath(std::string_view archivePath) {
     const SplitPath split = splitAtLastSeparator(archivePath);
@@ -41,7 +42,9 @@ std::string combinedTempZipPath(std::string_view archivePath) {
 }
 
 std::string decryptTempZipPath(std::string_view outdir, std::string_view archivePath) {
-    return std::string(outdir) + "~dec~" + trimBlanks(splitAtLastSeparator(archivePath).name) + ".zip";
+    const SplitPath joined = splitAtLastSeparator(std::string(outdir) + "~dec~" +
+                                                  trimBlanks(splitAtLastSeparator(archivePath).name) + ".zip");
+    return joined.dir + fittedFileName(joined.name);
 }
 
 ContainerResult makeCombinedArchive(ZipComponent& zip, clsBlowfish& cipher, const std::string& archivePath,
@@ -55,8 +58,11 @@ ContainerResult makeCombinedArchive(ZipComponent& zip, clsBlowfish& cipher, cons
     for (const std::string& file : files) {
         const SplitPath source = splitAtLastSeparator(file);
         if (!zip.ZipFiles(source.dir, quotedName(source.name), archive.dir, perFileTempZipName(archive.name),
-                          kPackOptions))
+                          kPackOptions)) {
+            // What was packed stays in the temporary zip until the next run.
+            zip.CommitArchive();
             return ContainerResult::PackFailed;
+        }
     }
     if (!zip.CommitArchive()) return ContainerResult::PackFailed;
     const bool enciphered = cipher.EncryptFile(tempZip, archivePath, key);
@@ -86,7 +92,10 @@ ContainerResult openArchive(ZipComponent& zip, clsBlowfish& cipher, const std::s
     zip.ZipMode(kJobZipMode);
     const std::string tempZip = decryptTempZipPath(outdir, archivePath);
     deleteFile(tempZip);
-    if (!cipher.DecryptFile(archivePath, tempZip, key)) return ContainerResult::DecipherFailed;
+    cipher.flushOutput = false;  // read once and deleted
+    const bool deciphered = cipher.DecryptFile(archivePath, tempZip, key);
+    cipher.flushOutput = true;
+    if (!deciphered) return ContainerResult::DecipherFailed;
     const bool extracted = zip.UnzipFiles(tempZip, "*.*", outdir, keepExisting ? "-n" : "");
     deleteFile(tempZip);
     return extracted ? ContainerResult::Done : ContainerResult::ExtractFailed;

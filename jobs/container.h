@@ -38,6 +38,8 @@ std::string zipPassword(std::string_view password);
 std::string quotedName(std::string_view name);
 
 // "~enc~{name}.zip": the per-file temporary zip, in the source's directory.
+// The temporary names here are cut short, the same way each time, where they
+// would pass the file systems' 255-byte limit.
 std::string perFileTempZipName(std::string_view name);
 
 // {adir}~enc~{aname}.zip: the temporary zip of a combined archive.

@@ -6,9 +6,11 @@
 #include "clsBlowfish.h"
 #include "container.h"
 #include "file_list.h"
+#include "job_lock.h"
 #include "job_support.h"
 #include "platform_utilities.h"
 #include "run_time_error.h"
+#include "safe_file.h"
 #include "text_case.h"
 
 namespace morvane {
@@ -23,6 +25,45 @@ std::string archivePathOf(const std::string& text) {
     const auto marker = text.find(kArchiveMarkerWord);
     if (marker == std::string::npos) throw RunTimeError(kInvalidProcedureCall, kInvalidProcedureCallText);
     return trimBlanks(text.substr(0, marker));
+}
+
+// Why a member was not written, in words that finish "{name} ...".
+std::string notWrittenBecause(UnwrittenMember::Reason reason) {
+    switch (reason) {
+        case UnwrittenMember::Reason::KeptExisting:
+            return "was not extracted: a file of its name exists and was kept";
+        case UnwrittenMember::Reason::UnsafeName:
+            return "was not extracted: its name leads outside the folder it is extracted to";
+        case UnwrittenMember::Reason::Link:
+            return "was not extracted: it is a link";
+        case UnwrittenMember::Reason::ThroughLink:
+            return "was not extracted: its path leads through a link";
+        case UnwrittenMember::Reason::NameTooLong:
+            return "was not extracted: its name is too long for the file system";
+        case UnwrittenMember::Reason::NotMatched:
+            return "was not extracted";
+    }
+    return "was not extracted";
+}
+
+// An extraction failure that is no wrong password, in words of its own.
+std::string extractionFailure(const std::string& archive, const ExtractionReport& report) {
+    using Failure = ExtractionReport::Failure;
+    const std::string unchanged = " No files have been changed.";
+    switch (report.failure) {
+        case Failure::Damaged:
+            return archive + " is damaged: " + report.detail + "." + unchanged;
+        case Failure::CannotWrite:
+            return "Unable to write the files of " + archive + ": " + report.detail + "." + unchanged;
+        case Failure::NoSpace:
+            return "There is not enough free space in " + report.detail + " to decrypt " + archive + ": " +
+                   std::to_string(report.bytesNeeded) + " bytes are needed and " + std::to_string(report.bytesFree) +
+                   " are free." + unchanged;
+        case Failure::Stopped:
+            return "Decrypting " + archive + " was stopped." + unchanged;
+        default:
+            return {};
+    }
 }
 
 void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
@@ -45,6 +86,8 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
     c.zip.SetUnzipPassword(zipPassword(*key));
     c.zip.ZipMode(kJobZipMode);
     bool failed = false;
+    bool incomplete = false;  // an archive not every member of which was written
+    JobLocks locks;
 
     const std::size_t count = w.lstFiles.size();
     std::vector<std::string> slots(count);
@@ -72,29 +115,64 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         const SplitPath archive = splitAtLastSeparator(path);
         const std::string outdir = w.chkDecOutputDir ? w.txtDecryptTo : archive.dir;
         const std::string tempZip = decryptTempZipPath(outdir, path);
+        // The archive (which may be removed) and the temporary zip are this
+        // job's until it ends.
+        if (!job::lockNames(c, locks, {path, tempZip})) {
+            closeStatus(c);
+            return;
+        }
+        removeLeftovers(folderOf(tempZip));
         deleteFile(tempZip);
 
         if (!silent) c.status.dispEncStatus(path, "Decrypting " + path + "...");
-        if (cipher.DecryptFile(path, tempZip, *key)) {
+        // The deciphered zip is read once and deleted: no need to wait for
+        // the disk to hold it.
+        cipher.flushOutput = false;
+        const bool deciphered = cipher.DecryptFile(path, tempZip, *key);
+        cipher.flushOutput = true;
+        if (deciphered) {
             if (!silent) c.status.dispZipStatus(path, "Unzipping " + path + "...");
-            if (!c.zip.UnzipFiles(tempZip, "*.*", outdir, w.chkDontOverwrite ? "-n" : "")) {
-                // The deciphered bytes are no zip this password opens: a wrong password.
+            const bool extracted = c.zip.UnzipFiles(tempZip, "*.*", outdir, w.chkDontOverwrite ? "-n" : "");
+            const ExtractionReport& report = c.zip.LastExtraction();
+            deleteFile(tempZip);
+            for (const UnwrittenMember& member : report.unwritten)
+                if (member.reason != UnwrittenMember::Reason::KeptExisting)
+                    c.log.writeLog(member.name + " in " + path + " " + notWrittenBecause(member.reason) + ".");
+            if (!extracted) {
                 closeStatus(c);
-                deleteFile(tempZip);
-                if (commandLine) {
-                    c.log.writeLog("Invalid password for the following command line: " + c.run.commandLine +
-                                   ". Please verify password on ALL of the files you encrypted and then try again.");
+                using Failure = ExtractionReport::Failure;
+                if (report.failure == Failure::NotAZip || report.failure == Failure::WrongPassword) {
+                    // The deciphered bytes are no zip this password opens: a wrong password.
+                    if (commandLine) {
+                        c.log.writeLog("Invalid password for the following command line: " + c.run.commandLine +
+                                       ". Please verify password on ALL of the files you encrypted and then try "
+                                       "again.");
+                    } else {
+                        c.ui.showMessage("Invalid password while trying to decrypt " + entryText +
+                                             ". Please verify password and then try again.",
+                                         MessageIcon::Exclamation);
+                    }
                 } else {
-                    c.ui.showMessage("Invalid password while trying to decrypt " + entryText +
-                                         ". Please verify password and then try again.",
-                                     MessageIcon::Exclamation);
+                    job::reportFailure(c, extractionFailure(path, report));
                 }
                 return;
             }
-            deleteFile(tempZip);
-            if (w.chkRemoveEncFile) deleteFile(path);
+            // The archive goes only when every one of its members was written.
+            std::string kept;
+            for (const UnwrittenMember& member : report.unwritten) {
+                if (member.reason == UnwrittenMember::Reason::KeptExisting && !w.chkRemoveEncFile) continue;
+                kept += (kept.empty() ? "" : "; ") + member.name + " " + notWrittenBecause(member.reason);
+            }
+            if (!kept.empty()) {
+                incomplete = true;
+                job::reportFailure(c, "Not every file in " + path + " was written: " + kept + "." +
+                                          (w.chkRemoveEncFile ? " The encrypted file has been kept." : ""));
+            } else if (w.chkRemoveEncFile) {
+                deleteFile(path);
+            }
         } else {
             failed = true;
+            deleteFile(tempZip);
         }
         if (!silent) c.status.finishBar();
         if (failed && !commandLine) {
@@ -113,7 +191,7 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         c.ui.pause(300);
         c.ui.pause(300);
     }
-    if (!failed && !commandLine) {
+    if (!failed && !incomplete && !commandLine) {
         if (count == 1) {
             c.ui.showMessage(slots[0] + " has successfully been decrypted.", MessageIcon::Information);
             c.recent.updateRecentList(w, "Decrypt " + slots[0]);

@@ -2,15 +2,20 @@
 // Each check, message, log line and option comes in the order people and
 // their batch files have always met them.
 #include <exception>
+#include <map>
+#include <set>
 #include <vector>
 
-#include "atomic_file.h"
+#include "archive_check.h"
 #include "clsBlowfish.h"
 #include "container.h"
 #include "file_attributes.h"
 #include "file_list.h"
+#include "job_lock.h"
 #include "job_support.h"
+#include "member_names.h"
 #include "platform_utilities.h"
+#include "safe_file.h"
 #include "text_case.h"
 
 namespace morvane {
@@ -18,8 +23,57 @@ namespace morvane {
 namespace {
 
 using job::fileExistsAt;
+using job::reportFailure;
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+
+// Before anything is packed or deleted: every file to be packed must come
+// back under its own name, and one combined archive cannot hold two files of
+// one name (the second would take the first one's place). False after
+// telling the person.
+bool namesCanBeRestored(JobContext& c, bool combined) {
+    std::map<std::string, std::string> pathOfName;
+    for (const ListRow& row : c.window.lstFiles) {
+        const std::string path = trimBlanks(row.text);
+        if (contains(lowerCase(path), ".enz")) continue;  // not packed
+        const std::string name = splitAtLastSeparator(path).name;
+        std::string why = memberNameRefusal(name);
+        if (why.empty() && !combined && (name + ".enz").size() > kLongestFileName)
+            why = "is too long to have \".enz\" added to it (a file name can have at most 255 bytes)";
+        if (!why.empty()) {
+            reportFailure(c, path + " cannot be encrypted: its name " + why +
+                                 ", so it could not be restored under the same name. Please rename the file and then "
+                                 "try again.");
+            return false;
+        }
+        if (!combined) continue;
+        const auto [known, added] = pathOfName.emplace(name, path);
+        if (!added) {
+            reportFailure(c, known->second + " and " + path +
+                                 " have the same name, and one encrypted file cannot hold two files of the same name. "
+                                 "Please rename one of them or encrypt them into separate files, and then try again.");
+            return false;
+        }
+    }
+    return true;
+}
+
+// The check of an archive before its sources go: it is read back and every
+// member compared with what was packed. Empty when no source is to go.
+clsBlowfish::WrittenFileCheck readBackCheck(JobContext& c, clsBlowfish& cipher, const std::string& key,
+                                            std::string& problem) {
+    if (!c.window.chkDelAfterEnc) return {};
+    return [&c, &cipher, key, &problem](const std::string& written) {
+        problem = checkWrittenArchive(cipher, written, key, zipPassword(key), c.zip.PackedMembers(),
+                                      [&c] { c.ui.letEventsRun(); });
+        return problem.empty();
+    };
+}
+
+void reportReadBackFailure(JobContext& c, const std::string& archive, const std::string& problem) {
+    reportFailure(c, archive + " could not be verified after it was written: " + problem +
+                         ". No files have been removed. Please verify file and then try again.");
+}
 
 void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
     MainWindowModel& w = c.window;
@@ -43,17 +97,29 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
     if (w.chkDelAfterEnc) checkWinDirDelete(c);
 
     const bool combined = w.chkCreateOneZip;
+    if (!namesCanBeRestored(c, combined)) return;
+
+    // The names this job writes are its own until it ends.
+    JobLocks locks;
+    std::set<std::string> cleanedFolders;
+    const auto removeLeftoversOnce = [&cleanedFolders](const std::string& folder) {
+        if (cleanedFolders.insert(folder).second) removeLeftovers(folder);
+    };
     std::string archiveDir, tempZipName, combinedTempZip;
     if (combined) {
         const SplitPath archive = splitAtLastSeparator(c.run.combinedArchivePath);
         archiveDir = archive.dir;
         tempZipName = perFileTempZipName(archive.name);
         combinedTempZip = archiveDir + tempZipName;
+        if (!job::lockNames(c, locks, {c.run.combinedArchivePath, combinedTempZip})) return;
+        removeLeftoversOnce(archiveDir);
         deleteFile(combinedTempZip);
     }
 
     const std::size_t count = w.lstFiles.size();
     std::vector<std::string> slots(count);
+    std::vector<std::string> packedSources;
+    std::string problem;
     for (std::size_t i = 0; i < count; ++i) {
         const std::string path = trimBlanks(w.lstFiles[i].text);
         slots[i] = path;
@@ -104,6 +170,14 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
 
         const SplitPath source = splitAtLastSeparator(path);
         const std::string fileTempZip = perFileTempZipName(source.name);
+        const std::string archivePath = path + ".enz";
+        if (!combined) {
+            if (!job::lockNames(c, locks, {archivePath, source.dir + fileTempZip})) {
+                closeStatus(c);
+                return;
+            }
+            removeLeftoversOnce(source.dir);
+        }
         if (!silent) c.status.dispZipStatus(path, "Zipping " + path + "...");
         bool packed =
             combined ? c.zip.ZipFiles(source.dir, quotedName(source.name), archiveDir, tempZipName, kPackOptions)
@@ -118,7 +192,16 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
 
         if (!combined) {
             if (!silent) c.status.dispEncStatus(path, "Encrypting " + path + "...");
-            if (!cipher.EncryptFile(source.dir + fileTempZip, path + ".enz", *key)) {
+            // The archive takes its name only when complete, and (when the
+            // source is to go) once it has been read back and checked.
+            if (!cipher.EncryptFile(source.dir + fileTempZip, archivePath, *key,
+                                    readBackCheck(c, cipher, *key, problem))) {
+                if (!problem.empty()) {
+                    deleteFile(source.dir + fileTempZip);
+                    reportReadBackFailure(c, archivePath, problem);
+                    closeStatus(c);
+                    return;
+                }
                 if (!commandLine)
                     c.ui.showMessage("Failed to encrypt " + path + ". Please verify file and then try again.",
                                      MessageIcon::Exclamation);
@@ -128,30 +211,38 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
                 closeStatus(c);
                 return;
             }
-            flushToDisk(path + ".enz");
             deleteFile(source.dir + fileTempZip);
-            w.lstFiles[i].text = path + ".enz";
+            w.lstFiles[i].text = archivePath;
             if (w.chkDelAfterEnc) deleteFile(path);
         } else {
-            if (i + 1 == count) {
-                if (!silent)
-                    c.status.dispEncStatus(c.run.combinedArchivePath,
-                                           "Encrypting " + c.run.combinedArchivePath + "...");
-                if (!c.zip.CommitArchive() || !cipher.EncryptFile(combinedTempZip, c.run.combinedArchivePath, *key)) {
-                    const std::string failure =
-                        "Failed to create " + c.run.combinedArchivePath + ". Please verify file and then try again.";
-                    c.log.writeLog(failure);
-                    if (!commandLine) c.ui.showMessage(failure, MessageIcon::Exclamation);
-                    deleteFile(combinedTempZip);
-                    closeStatus(c);
-                    return;
-                }
-                flushToDisk(c.run.combinedArchivePath);
-            }
-            // Each source goes right after it joined the temporary zip, before
-            // the archive exists, once the zip no longer needs the file.
-            if (w.chkDelAfterEnc && c.zip.ReleaseSources()) deleteFile(path);
+            packedSources.push_back(path);
         }
+        if (!silent) c.status.finishBar();
+    }
+
+    // The combined archive is made from every file packed, also when the
+    // list's last entry was passed over; its sources go only once it is in
+    // place, flushed and read back, and then all of them.
+    if (combined && !packedSources.empty()) {
+        const std::string& archivePath = c.run.combinedArchivePath;
+        if (!silent) c.status.dispEncStatus(archivePath, "Encrypting " + archivePath + "...");
+        if (!c.zip.CommitArchive() ||
+            !cipher.EncryptFile(combinedTempZip, archivePath, *key, readBackCheck(c, cipher, *key, problem))) {
+            deleteFile(combinedTempZip);
+            if (!problem.empty()) {
+                reportReadBackFailure(c, archivePath, problem);
+            } else {
+                const std::string failure =
+                    "Failed to create " + archivePath + ". Please verify file and then try again.";
+                c.log.writeLog(failure);
+                if (!commandLine) c.ui.showMessage(failure, MessageIcon::Exclamation);
+            }
+            closeStatus(c);
+            return;
+        }
+        deleteFile(combinedTempZip);
+        if (w.chkDelAfterEnc)
+            for (const std::string& source : packedSources) deleteFile(source);
         if (!silent) c.status.finishBar();
     }
 

@@ -20,6 +20,8 @@ namespace job {
 
 JobScope::JobScope(JobContext& c, clsBlowfish& cipher) : c_(c) {
     c.window.jobRunning = true;
+    // Every job begins its archives empty, whatever an earlier one left.
+    c.zip.DiscardArchive();
     cipher.Progress = [&c](std::int32_t percent) {
         c.run.progressPercent = percent;
         c.ui.letEventsRun();
@@ -29,6 +31,9 @@ JobScope::JobScope(JobContext& c, clsBlowfish& cipher) : c_(c) {
 }
 
 JobScope::~JobScope() {
+    // An archive the job was still building is written as far as it got, as
+    // a temporary zip the next run of the kind deletes; no later job adds to it.
+    c_.zip.CommitArchive();
     c_.zip.Progress = nullptr;
     c_.window.jobRunning = false;
 }
@@ -74,6 +79,22 @@ bool fileExistsAt(std::string_view path) {
     std::error_code ec;
     return std::filesystem::is_regular_file(
         fileattr::toPath(std::string(path.substr(0, last == std::string_view::npos ? 0 : last + 1))), ec);
+}
+
+void reportFailure(JobContext& c, const std::string& text) {
+    c.log.writeLog(text);
+    c.ui.showMessage(text, MessageIcon::Exclamation);
+}
+
+bool lockNames(JobContext& c, JobLocks& locks, std::initializer_list<std::string> paths) {
+    for (const std::string& path : paths) {
+        if (locks.lock(path, std::chrono::milliseconds(c.run.jobLockWaitMs))) continue;
+        reportFailure(c, path +
+                             " is being written by another Morvane job. Please wait until that job has finished and "
+                             "then try again.");
+        return false;
+    }
+    return true;
 }
 
 }  // namespace job

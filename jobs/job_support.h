@@ -7,6 +7,7 @@
 
 #include "clsBlowfish.h"
 #include "job_context.h"
+#include "job_lock.h"
 
 namespace morvane::job {
 
@@ -36,5 +37,14 @@ std::optional<std::string> checkedPasswordKey(JobContext& c, std::string_view bl
 
 // Whether a file exists where the path points, blanks at its end not counting.
 bool fileExistsAt(std::string_view path);
+
+// A failure the job reports in words of its own: logged, and shown (on
+// standard error in a command-line run).
+void reportFailure(JobContext& c, const std::string& text);
+
+// Takes the job's locks on the names it is about to write, waiting a little
+// for another job that writes them. False, after reporting it, when another
+// job holds one of them.
+bool lockNames(JobContext& c, JobLocks& locks, std::initializer_list<std::string> paths);
 
 }  // namespace morvane::job

@@ -1,21 +1,22 @@
 #pragma once
-// The zip component over libzip: WinZip AES-256 for packing, every scheme
-// libzip reads (AES, traditional) for extracting.
+// The zip component: new archives are written by ZipWriter (WinZip AES-256,
+// deflate), archives are read by ZipReader and extracted all or nothing;
+// members in forms only libzip reads (traditional zip encryption, other
+// compression methods) are read through libzip.
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "zip_component.h"
 #include "zip_writer.h"
-
-struct zip;
 
 namespace morvane {
 
 class LibzipComponent final : public ZipComponent {
 public:
-    explicit LibzipComponent(LogWriter log = {});
+    LibzipComponent() = default;
+    // An archive still being built is dropped: nothing half-made is left.
     ~LibzipComponent() override;
     LibzipComponent(const LibzipComponent&) = delete;
     LibzipComponent& operator=(const LibzipComponent&) = delete;
@@ -26,43 +27,30 @@ public:
     bool ZipFiles(const std::string& sourceDir, const std::string& fileSpec, const std::string& destDir,
                   const std::string& zipName, const std::string& options) override;
     bool CommitArchive() override;
-    // A new archive holds each file's content once it is added; libzip reads
-    // the files when it writes the archive, so that one is committed first.
-    bool ReleaseSources() override { return writer_ != nullptr || CommitArchive(); }
+    void DiscardArchive() override;
+    const std::vector<PackedMember>& PackedMembers() const override { return packed_; }
+    const std::string& LastError() const override { return lastError_; }
     bool UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
                     const std::string& options) override;
+    const ExtractionReport& LastExtraction() const override { return lastExtraction_; }
     int PercentDone() const override { return percentDone_.load(); }
     void StopWork() override { stopRequested_ = true; }
 
-    // libzip's progress and cancel hooks.
-    void reportProgress(double fraction);
-    bool stopRequested() const { return stopRequested_.load(); }
-
 private:
     void setPercent(int percent);
-    void discardPending();
-    bool extractMember(struct zip* archive, unsigned long long index, const std::string& target,
-                       unsigned long long& bytesDone, unsigned long long bytesTotal);
-    // Reads member `index` and hands its content to `write`, chunk by chunk.
-    bool readMember(struct zip* archive, unsigned long long index,
-                    const std::function<bool(const char*, std::size_t)>& write);
 
-    LogWriter log_;
     std::string zipPassword_;
     std::string unzipPassword_;
     int zipMode_ = 0;
     std::atomic<int> percentDone_{0};
     std::atomic<bool> stopRequested_{false};
 
-    // The archive consecutive ZipFiles calls add to, until it is committed: a
-    // new archive is written by ZipWriter as files come; an existing one is
-    // added to through libzip.
+    // The archive consecutive ZipFiles calls add to, until it is committed.
     std::unique_ptr<ZipWriter> writer_;
-    struct zip* pending_ = nullptr;
     std::string pendingPath_;
-
-    bool addWithLibzip(const std::string& sourcePath, const std::string& name, const std::string& archivePath,
-                       const std::string& options);
+    std::vector<PackedMember> packed_;
+    std::string lastError_;
+    ExtractionReport lastExtraction_;
 };
 
 }  // namespace morvane

@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "file_attributes.h"
+#include "member_names.h"
 #include "winzip_aes_keys.h"
 
 #ifndef _WIN32
@@ -74,59 +75,64 @@ struct FileCloser {
     void operator()(std::FILE* f) const { std::fclose(f); }
 };
 
-bool seekTo(std::FILE* file, std::uint64_t offset) {
-#ifdef _WIN32
-    return _fseeki64(file, static_cast<__int64>(offset), SEEK_SET) == 0;
-#else
-    return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
-#endif
-}
-
 }  // namespace
 
-std::unique_ptr<ZipWriter> ZipWriter::create(const std::string& archivePath) {
+std::unique_ptr<ZipWriter> ZipWriter::create(const std::string& archivePath, std::string* error) {
     std::unique_ptr<ZipWriter> writer(new ZipWriter());
     writer->archivePath_ = archivePath;
-    writer->partialPath_ = archivePath + ".~mvpart";
-    writer->file_ = fileattr::openFile(writer->partialPath_, "wb+");
-    if (writer->file_ == nullptr) return nullptr;
+    if (!writer->file_.open(archivePath)) {
+        if (error != nullptr) *error = writer->file_.error();
+        return nullptr;
+    }
     return writer;
 }
 
-ZipWriter::~ZipWriter() {
-    if (file_ != nullptr) {
-        std::fclose(file_);
-        std::error_code ec;
-        fs::remove(fileattr::toPath(partialPath_), ec);
-    }
-}
+ZipWriter::~ZipWriter() = default;
 
 bool ZipWriter::writeBytes(const void* data, std::size_t length) {
     if (length == 0) return true;
-    if (std::fwrite(data, 1, length, file_) != length) return false;
+    if (!file_.write({static_cast<const std::uint8_t*>(data), length})) {
+        error_ = file_.error();
+        return false;
+    }
     end_ += length;
     return true;
 }
 
 bool ZipWriter::truncateTo(std::uint64_t offset) {
-    std::fflush(file_);
-    std::error_code ec;
-    fs::resize_file(fileattr::toPath(partialPath_), offset, ec);
     end_ = offset;
-    return !ec && seekTo(file_, offset);
+    return file_.truncate(offset);
+}
+
+std::vector<PackedMember> ZipWriter::members() const {
+    std::vector<PackedMember> packed;
+    packed.reserve(entries_.size());
+    for (const Entry& e : entries_) packed.push_back({e.name, e.crc, e.size});
+    return packed;
 }
 
 ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std::string& name, int level,
                                         std::string_view password, const std::function<void(int)>& progress,
                                         const std::function<bool()>& stopRequested) {
+    error_.clear();
+    errno = 0;
     std::unique_ptr<std::FILE, FileCloser> source(fileattr::openFile(sourcePath, "rb"));
-    if (!source) return AddResult::Failed;
+    if (!source) {
+        error_ = systemErrorText(errno);
+        return AddResult::Failed;
+    }
     std::setvbuf(source.get(), nullptr, _IONBF, 0);
     std::error_code ec;
     const fs::path sourceFsPath = fileattr::toPath(sourcePath);
     const std::uint64_t size = fs::file_size(sourceFsPath, ec);
-    if (ec) return AddResult::Failed;
-    if (size > kLargestEntry) return AddResult::TooLarge;
+    if (ec) {
+        error_ = ec.message();
+        return AddResult::Failed;
+    }
+    if (size > kLargestEntry) {
+        error_ = "the file is too large: an encrypted file can hold at most 4,294,967,295 bytes";
+        return AddResult::TooLarge;
+    }
 
     Entry entry;
     entry.name = name;
@@ -135,7 +141,10 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
     const bool deflated = level != 0;
     const std::uint16_t realMethod = deflated ? kMethodDeflate : kMethodStore;
     entry.method = encrypted ? kMethodWinZipAes : realMethod;
-    entry.flags = static_cast<std::uint16_t>((encrypted ? 0x0001 : 0) | (isAscii(name) ? 0 : 0x0800));
+    // The UTF-8 flag only for names that are UTF-8: any other name is kept as
+    // the bytes it is, and comes back as those bytes.
+    entry.flags =
+        static_cast<std::uint16_t>((encrypted ? 0x0001 : 0) | (isAscii(name) || !isValidUtf8(name) ? 0 : 0x0800));
     entry.versionNeeded = encrypted ? 51 : 20;
     std::time_t modified = std::time(nullptr);
 #ifndef _WIN32
@@ -159,6 +168,7 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
     }
 
     const auto fail = [&] {
+        if (error_.empty()) error_ = "the archive could not be written";
         truncateTo(entry.offset);
         return AddResult::Failed;
     };
@@ -202,10 +212,17 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
     std::uint64_t read = 0;
     for (;;) {
         if (stopRequested && stopRequested()) return fail();
+        errno = 0;
         const std::size_t got = std::fread(piece.data(), 1, piece.size(), source.get());
-        if (got < piece.size() && std::ferror(source.get())) return fail();
+        if (got < piece.size() && std::ferror(source.get())) {
+            error_ = systemErrorText(errno);
+            return fail();
+        }
         read += got;
-        if (read > size) return fail();  // the file grew while it was read
+        if (read > size) {
+            error_ = "the file grew while it was read";
+            return fail();
+        }
         const bool last = got < piece.size() || read == size;
         const std::span<const std::uint8_t> input(piece.data(), got);
         crc = static_cast<std::uint32_t>(crc32(crc, input.data(), static_cast<uInt>(input.size())));
@@ -223,7 +240,10 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
         if (progress && size > 0) progress(static_cast<int>(read * 100 / size));
         if (last) break;
     }
-    if (read != size) return fail();  // the file shrank while it was read
+    if (read != size) {
+        error_ = "the file shrank while it was read";
+        return fail();
+    }
     if (encrypted) {
         std::uint8_t code[winzip::kAuthCodeBytes];
         if (!cipher.authCode(code) || !writeBytes(code, sizeof code)) return fail();
@@ -238,9 +258,10 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
     sizes.u32(entry.crc);
     sizes.u32(entry.compressedSize);
     sizes.u32(entry.size);
-    if (std::fflush(file_) != 0 || !seekTo(file_, entry.offset + 14) ||
-        std::fwrite(sizes.data.data(), 1, sizes.data.size(), file_) != sizes.data.size() || !seekTo(file_, end_))
+    if (!file_.writeAt(entry.offset + 14, sizes.data)) {
+        error_ = file_.error();
         return fail();
+    }
 
     // A second file of the same name replaces the first, as the last one added
     // wins; its bytes stay in the archive, unlisted.
@@ -253,12 +274,9 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
     return AddResult::Added;
 }
 
-bool ZipWriter::commit() {
+bool ZipWriter::commit(bool durable) {
     if (entries_.empty()) {  // nothing was added: no archive, as if never begun
-        std::fclose(file_);
-        file_ = nullptr;
-        std::error_code ec;
-        fs::remove(fileattr::toPath(partialPath_), ec);
+        file_.discard();
         return true;
     }
     const std::uint64_t directoryStart = end_;
@@ -321,14 +339,12 @@ bool ZipWriter::commit() {
     tail.u32(static_cast<std::uint32_t>(std::min<std::uint64_t>(directorySize, kMax32)));
     tail.u32(static_cast<std::uint32_t>(std::min<std::uint64_t>(directoryStart, kMax32)));
     tail.u16(0);
-    if (!writeBytes(directory.data.data(), directory.data.size()) || !writeBytes(tail.data.data(), tail.data.size()))
+    if (!writeBytes(directory.data.data(), directory.data.size()) || !writeBytes(tail.data.data(), tail.data.size())) {
+        file_.discard();
         return false;
-    const bool closed = std::fclose(file_) == 0;
-    file_ = nullptr;
-    std::error_code ec;
-    if (closed) fs::rename(fileattr::toPath(partialPath_), fileattr::toPath(archivePath_), ec);
-    if (!closed || ec) {
-        fs::remove(fileattr::toPath(partialPath_), ec);
+    }
+    if (!file_.commit(durable)) {
+        error_ = file_.error();
         return false;
     }
     return true;

@@ -2,13 +2,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
-#include "atomic_file.h"
 #include "clsBlowfish.h"
 #include "codepage.h"
 #include "file_attributes.h"
 #include "modCrypt.h"
 #include "program_directory.h"
+#include "safe_file.h"
 #include "secure_wipe.h"
 #include "text_trim.h"
 
@@ -113,11 +114,15 @@ bool PasswordDatabase::savePasswordFile(bool append, const std::vector<std::stri
     if (append) {
         const std::string line = lineFor(std::string(name) + std::string(kEntrySeparator) + std::string(password));
         if (line.empty()) return false;
-        std::FILE* file = fileattr::openFile(path(), "ab");
-        if (file == nullptr) return false;
-        const std::string text = line + "\r\n";
-        const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-        return std::fclose(file) == 0 && written;
+        // The file is rewritten whole with the line at its end, so that it is
+        // never seen (or left by a full disk) with half a line.
+        std::string content;
+        if (exists()) {
+            std::ifstream in(fileattr::toPath(path()), std::ios::binary);
+            content.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+            if (!in.good() && !in.eof()) return false;
+        }
+        return writeFileAtomically(path(), content + line + "\r\n");
     }
     std::string content;
     for (const std::string& entry : entries) {

@@ -72,7 +72,7 @@ int archiveCommand(std::string_view command, const std::string& password, int ar
             std::cout << hex.bytesToHex(morvane::zipPassword(password)) << "\n";
             return 0;
         }
-        morvane::LibzipComponent zip([](std::string_view line) { std::cerr << line << "\n"; });
+        morvane::LibzipComponent zip;
         morvane::clsBlowfish cipher;
         if (command == "pack") {
             const std::vector<std::string> files(argv + 4, argv + argc);
@@ -80,7 +80,8 @@ int archiveCommand(std::string_view command, const std::string& password, int ar
                 case morvane::ContainerResult::Done:
                     return 0;
                 case morvane::ContainerResult::PackFailed:
-                    std::cerr << "morvane-cipher: the files could not be packed into " << argv[3] << ".\n";
+                    std::cerr << "morvane-cipher: the files could not be packed into " << argv[3] << ": "
+                              << zip.LastError() << ".\n";
                     return 1;
                 default:
                     std::cerr << "morvane-cipher: " << cipher.LastError << "\n";
@@ -88,16 +89,28 @@ int archiveCommand(std::string_view command, const std::string& password, int ar
             }
         }
         const bool keepExisting = argc == 6;
-        switch (morvane::openArchive(zip, cipher, argv[3], argv[4], keepExisting, password)) {
+        const morvane::ContainerResult result =
+            morvane::openArchive(zip, cipher, argv[3], argv[4], keepExisting, password);
+        for (const morvane::UnwrittenMember& member : zip.LastExtraction().unwritten)
+            if (member.reason != morvane::UnwrittenMember::Reason::KeptExisting)
+                std::cerr << "morvane-cipher: " << member.name << " in " << argv[3] << " was not extracted.\n";
+        switch (result) {
             case morvane::ContainerResult::Done:
                 return 0;
             case morvane::ContainerResult::DecipherFailed:
                 std::cerr << "morvane-cipher: " << cipher.LastError << "\n";
                 return 1;
-            default:
-                std::cerr << "morvane-cipher: " << argv[3]
-                          << " could not be extracted: the password is wrong or the archive is damaged.\n";
+            default: {
+                const morvane::ExtractionReport& report = zip.LastExtraction();
+                using Failure = morvane::ExtractionReport::Failure;
+                if (report.failure == Failure::NotAZip || report.failure == Failure::WrongPassword)
+                    std::cerr << "morvane-cipher: " << argv[3]
+                              << " could not be extracted: the password is wrong or the archive is damaged.\n";
+                else
+                    std::cerr << "morvane-cipher: " << argv[3] << " could not be extracted: " << report.detail
+                              << ". No files have been changed.\n";
                 return 1;
+            }
         }
     } catch (const morvane::RunTimeError& error) {
         std::cerr << "morvane-cipher: " << error.description() << " (" << error.number() << ")\n";

@@ -5,11 +5,11 @@
 #include <filesystem>
 #include <fstream>
 
-#include "atomic_file.h"
 #include "file_attributes.h"
 #include "file_list.h"
 #include "platform_utilities.h"
 #include "program_directory.h"
+#include "safe_file.h"
 #include "text_trim.h"
 
 namespace morvane {

@@ -453,7 +453,7 @@ TEST(FileCipherExistingOutput, ReadOnlyOutputOfDecryptIsReplaced) {
     EXPECT_TRUE(ownerMayWrite(d.path("out.zip")));
 }
 
-TEST(FileCipherExistingOutput, HiddenLongerOutputIsTruncatedNotPartlyOverwritten) {
+TEST(FileCipherExistingOutput, HiddenLongerOutputIsReplacedWholeAndNeverWrittenInto) {
     ScratchDir d;
     const Bytes plain = textBytes("short");
     writeBytes(d.path("in"), plain);
@@ -467,9 +467,9 @@ TEST(FileCipherExistingOutput, HiddenLongerOutputIsTruncatedNotPartlyOverwritten
     const Bytes cipher = readBytes(d.path(".out.enz"));
     ASSERT_EQ(cipher.size(), 24u);
     expectCipherBufferOf(cipher, plain, kKey);
-    // killFile leaves a hidden file in place, so the same file now holds the
-    // new content and nothing of the old.
-    EXPECT_EQ(readBytes(d.path("other-name")), cipher);
+    // The new file took the name when complete; the old one (still seen
+    // through its other name) was never written into.
+    EXPECT_EQ(readBytes(d.path("other-name")), old);
 }
 
 TEST(FileCipherExistingOutput, HiddenLongerOutputOfDecryptIsTruncated) {

@@ -409,7 +409,8 @@ TEST(StreamingFileChunk, SeveralChunksBothWays) {
 }
 
 // The progress window follows the work: reports come while the output is
-// being written, not all at the end.
+// being written (under its temporary name: the final name appears only when
+// the file is complete), not all at the end.
 TEST(StreamingFileChunk, ReportsArriveWhileTheFileIsWritten) {
     ScratchDir d;
     const Bytes plain = prefix(3 * kChunk + 5);
@@ -418,11 +419,14 @@ TEST(StreamingFileChunk, ReportsArriveWhileTheFileIsWritten) {
         SCOPED_TRACE(encrypt ? "encrypt" : "decrypt");
         const std::string out = d.path(encrypt ? "cipher" : "back");
         std::vector<std::uintmax_t> sizes;
+        bool finalNameSeenEarly = false;
         clsBlowfish c;
-        c.Progress = [&](std::int32_t) {
-            std::error_code ec;
-            const auto size = fs::file_size(out, ec);
-            sizes.push_back(ec ? 0 : size);
+        c.Progress = [&](std::int32_t percent) {
+            if (percent < 100 && fs::exists(out)) finalNameSeenEarly = true;
+            std::uintmax_t size = 0;
+            for (const auto& entry : fs::directory_iterator(fs::path(out).parent_path()))
+                if (entry.path().filename().string().rfind(".~mv", 0) == 0) size = entry.file_size();
+            sizes.push_back(size);
         };
         ASSERT_TRUE(encrypt ? c.EncryptFile(d.path("plain"), out, kKey) : c.DecryptFile(d.path("cipher"), out, kKey));
         const auto final = fs::file_size(out);
@@ -430,6 +434,7 @@ TEST(StreamingFileChunk, ReportsArriveWhileTheFileIsWritten) {
         EXPECT_LT(sizes.front(), final);
         EXPECT_TRUE(std::is_sorted(sizes.begin(), sizes.end()));
         EXPECT_GE(std::set<std::uintmax_t>(sizes.begin(), sizes.end()).size(), 3u);
+        EXPECT_FALSE(finalNameSeenEarly);
     }
     EXPECT_EQ(readBytes(d.path("back")), plain);
 }

@@ -212,10 +212,13 @@ public:
         calls.push_back({"CommitArchive", {}});
         return real_.CommitArchive();
     }
-    bool ReleaseSources() override {
-        calls.push_back({"ReleaseSources", {}});
-        return real_.ReleaseSources();
+    void DiscardArchive() override {
+        calls.push_back({"DiscardArchive", {}});
+        real_.DiscardArchive();
     }
+    const std::vector<morvane::PackedMember>& PackedMembers() const override { return real_.PackedMembers(); }
+    const std::string& LastError() const override { return real_.LastError(); }
+    const morvane::ExtractionReport& LastExtraction() const override { return real_.LastExtraction(); }
     bool UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
                     const std::string& options) override {
         calls.push_back({"UnzipFiles", {zipPath, fileMask, destDir, options}});
@@ -630,9 +633,9 @@ TEST_F(ContainerPerFile, EncryptingTwiceOverwritesTheArchive) {
     EXPECT_EQ(readFile(out.file("a.txt")), "the second, longer version of the file");
 }
 
-TEST_F(ContainerPerFile, LeftoverPerFileTemporaryZipIsAddedTo) {
-    // The per-file temporary zip is not deleted beforehand: what a leftover
-    // holds under the same zip password ends up in the archive too.
+TEST_F(ContainerPerFile, LeftoverPerFileTemporaryZipIsReplacedNotAddedTo) {
+    // Every archive begins empty: what a leftover temporary zip of an earlier
+    // run holds never ends up in the new archive.
     writeFile(out.file("stale.txt"), "left over");
     {
         LibzipComponent zip;
@@ -646,9 +649,8 @@ TEST_F(ContainerPerFile, LeftoverPerFileTemporaryZipIsAddedTo) {
     EXPECT_EQ(listDirectory(dir.path()), (std::set<std::string>{"a.txt", "a.txt.enz"}));
 
     ASSERT_EQ(open(dir.file("a.txt.enz"), "Pass word"), ContainerResult::Done);
-    EXPECT_EQ(listDirectory(out.path()), (std::set<std::string>{"a.txt", "stale.txt"}));
+    EXPECT_EQ(listDirectory(out.path()), (std::set<std::string>{"a.txt"}));
     EXPECT_EQ(readFile(out.file("a.txt")), "current");
-    EXPECT_EQ(readFile(out.file("stale.txt")), "left over");
 }
 
 TEST_F(ContainerPerFile, MissingSourceIsAPackFailure) {

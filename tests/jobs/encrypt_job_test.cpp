@@ -652,7 +652,7 @@ TEST(EncryptJobCombined, LeftoverTemporaryZipOfAnInterruptedRunIsReplaced) {
     EXPECT_EQ(readFile(dir.file("out") + "/b.txt"), "beta");
 }
 
-TEST(EncryptJobCombined, FailedEncipheringAfterDeletingSourcesLosesThem) {
+TEST(EncryptJobCombined, FailedEncipheringWithRemoveSourceKeepsEverySource) {
     TempDirectory dir("enc-combined-fails");
     writeFile(dir.file("a.txt"), "alpha");
     writeFile(dir.file("b.txt"), "beta");
@@ -671,10 +671,9 @@ TEST(EncryptJobCombined, FailedEncipheringAfterDeletingSourcesLosesThem) {
     ASSERT_EQ(h.ui.messages.size(), 1u);
     EXPECT_EQ(h.ui.messages[0], (Message{failure, std::string(kApplicationTitle), MessageIcon::Exclamation}));
     EXPECT_FALSE(fs::exists(dir.file("~enc~all.enz.zip")));
-    // Deleted right after joining the temporary zip, before the archive existed.
-    EXPECT_FALSE(fs::exists(dir.file("a.txt")));
-    EXPECT_FALSE(fs::exists(dir.file("b.txt")));
-    // The last file's deletion comes after the enciphering that failed.
+    // Sources go only once their archive is in place and read back: all stay.
+    EXPECT_EQ(readFile(dir.file("a.txt")), "alpha");
+    EXPECT_EQ(readFile(dir.file("b.txt")), "beta");
     EXPECT_EQ(readFile(dir.file("c.txt")), "gamma");
     EXPECT_TRUE(fs::is_directory(dir.file("all.enz")));
     EXPECT_TRUE(fs::is_empty(dir.file("all.enz")));

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <random>
+#include <set>
 
 #include "libzip_component.h"
 #include "temp_directory.h"
@@ -20,6 +21,13 @@ using morvane::ZipWriter;
 using morvane::testing::readFile;
 using morvane::testing::TempDirectory;
 using morvane::testing::writeFile;
+
+// The names of a folder's entries.
+std::set<std::string> entryNames(const fs::path& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename().string());
+    return names;
+}
 
 // Text that deflates well, and bytes that do not, mixed.
 std::string content(std::size_t size, unsigned seed) {
@@ -118,7 +126,7 @@ TEST(ZipWriter, FailedAddLeavesTheEntriesBeforeIt) {
     EXPECT_EQ(writer->addFile(dir.file("two.txt"), "two.txt", 4, "pw", {}, [&calls] { return ++calls > 1; }),
               ZipWriter::AddResult::Failed);
     ASSERT_TRUE(writer->commit());
-    EXPECT_FALSE(fs::exists(dir.file("w.zip.~mvpart")));
+    EXPECT_EQ(entryNames(dir.path()), (std::set<std::string>{"one.txt", "two.txt", "w.zip"}));
     LibzipComponent zip;
     zip.SetUnzipPassword("pw");
     fs::create_directories(dir.file("out"));
@@ -133,23 +141,7 @@ TEST(ZipWriter, CommitWithoutEntriesMakesNoArchive) {
     auto writer = ZipWriter::create(dir.file("e.zip"));
     ASSERT_TRUE(writer);
     ASSERT_TRUE(writer->commit());
-    EXPECT_FALSE(fs::exists(dir.file("e.zip")));
-    EXPECT_FALSE(fs::exists(dir.file("e.zip.~mvpart")));
-}
-
-TEST(ZipWriter, SourcesCanGoOnceAddedToANewArchive) {
-    TempDirectory dir("writer-release");
-    writeFile(dir.file("a.txt"), content(300000, 3));
-    const std::string original = readFile(dir.file("a.txt"));
-    LibzipComponent zip;
-    zip.SetZipPassword("pw");
-    ASSERT_TRUE(zip.ZipFiles(dir.file(""), "\"a.txt\"", dir.file(""), "r.zip", "-4"));
-    ASSERT_TRUE(zip.ReleaseSources());
-    fs::remove(dir.file("a.txt"));
-    ASSERT_TRUE(zip.CommitArchive());
-    zip.SetUnzipPassword("pw");
-    ASSERT_TRUE(zip.UnzipFiles(dir.file("r.zip"), "*.*", dir.file(""), ""));
-    EXPECT_EQ(readFile(dir.file("a.txt")), original);
+    EXPECT_TRUE(entryNames(dir.path()).empty());
 }
 
 }  // namespace

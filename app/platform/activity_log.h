@@ -2,8 +2,9 @@
 // The activity log "{dir}/morvane.log": one line per job result and per
 // command-line failure, so that unattended runs leave a record. Each line is
 // the date and time as the system writes them, a blank and the message.
-// When the log has grown past 2,000,000 bytes it is moved aside to
-// "{dir}/morvane.err.old" (one generation) before the next line.
+// When the log has grown past 2,000,000 bytes it is renamed to
+// "{dir}/morvane.err.old" (one generation) before the next line, so that no
+// line of it is lost. The log is owner-only: it names the user's files.
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,7 +18,8 @@ public:
     explicit ActivityLog(std::string directory, DateTimeSource dateTime = generalDateText);
 
     // Appends one line. Never fails towards the caller: a line that cannot be
-    // written (locked file, full disk, missing directory) is lost.
+    // written (locked file, full disk, missing directory) is lost, and only
+    // that line.
     void writeLog(std::string_view message) noexcept;
 
     std::string logPath() const;

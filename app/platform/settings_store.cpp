@@ -7,8 +7,8 @@
 #include <sstream>
 #include <vector>
 
-#include "atomic_file.h"
 #include "file_attributes.h"
+#include "safe_file.h"
 
 #ifdef _WIN32
 #include <windows.h>

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "file_attributes.h"
+#include "safe_file.h"
 
 #ifdef _WIN32
 #include <tlhelp32.h>
@@ -22,8 +23,12 @@ void deleteFile(const std::string& path) {
     const auto attributes = fileattr::getAttributes(path);
     if (!attributes) return;
     if (*attributes != fileattr::kArchive) fileattr::setAttributes(path, fileattr::kArchive);
-    std::error_code ec;
-    fs::remove(fileattr::toPath(path), ec);
+    if ((*attributes & fileattr::kDirectory) != 0) {
+        std::error_code ec;
+        fs::remove(fileattr::toPath(path), ec);
+        return;
+    }
+    removeFile(path);
 }
 
 #ifdef _WIN32

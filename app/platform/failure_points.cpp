@@ -1,0 +1,54 @@
+#include "failure_points.h"
+
+#include <atomic>
+#include <cerrno>
+
+namespace morvane {
+
+namespace {
+
+// The one piece of process-wide state of the file layer: a counter, and the
+// operation to fail. Inert (never armed) outside tests.
+std::atomic<std::uint64_t> passedCount{0};
+std::atomic<std::uint64_t> failAt{0};
+std::atomic<bool> keepFailing{false};
+std::atomic<bool> hit{false};
+
+}  // namespace
+
+void FailurePoints::arm(std::uint64_t k, bool persistent) {
+    passedCount = 0;
+    hit = false;
+    keepFailing = persistent;
+    failAt = k;
+}
+
+std::uint64_t FailurePoints::passed() { return passedCount.load(); }
+
+bool FailurePoints::triggered() { return hit.load(); }
+
+bool FailurePoints::fails(FileOperation) {
+    const std::uint64_t number = ++passedCount;
+    const std::uint64_t target = failAt.load();
+    if (target == 0) return false;
+    if (number == target || (keepFailing.load() && number > target)) {
+        hit = true;
+        return true;
+    }
+    return false;
+}
+
+int FailurePoints::errorFor(FileOperation operation) {
+    switch (operation) {
+        case FileOperation::Write:
+        case FileOperation::Flush:
+            return ENOSPC;
+        case FileOperation::Rename:
+            return EIO;
+        case FileOperation::Remove:
+            return EACCES;
+    }
+    return EIO;
+}
+
+}  // namespace morvane

@@ -1,0 +1,217 @@
+#include "archive_check.h"
+
+#include <zlib.h>
+
+#include <memory>
+#include <optional>
+
+#include "winzip_aes_reader.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr std::uint32_t kLocalHeader = 0x04034B50;
+constexpr std::uint32_t kCentralHeader = 0x02014B50;
+constexpr std::uint32_t kEndRecord = 0x06054B50;
+constexpr std::uint32_t kZip64EndRecord = 0x06064B50;
+constexpr std::size_t kLocalHeaderBytes = 30;
+constexpr std::size_t kCentralHeaderBytes = 46;
+constexpr std::uint16_t kWinZipAes = 99;
+constexpr std::uint16_t kDeflated = 8;
+
+std::uint16_t u16(const std::uint8_t* p) { return static_cast<std::uint16_t>(p[0] | (p[1] << 8)); }
+std::uint32_t u32(const std::uint8_t* p) {
+    return static_cast<std::uint32_t>(p[0]) | (static_cast<std::uint32_t>(p[1]) << 8) |
+           (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[3]) << 24);
+}
+
+// The zip inside the archive, walked as its bytes come, in order: each local
+// header, name and fields, the member's data through the WinZip AES reader,
+// then the central directory and the end records.
+class ZipStreamCheck {
+public:
+    ZipStreamCheck(std::string_view password, const std::vector<PackedMember>& packed)
+        : password_(password), packed_(packed) {}
+
+    // False as soon as something does not check out (problem() says what).
+    bool feed(std::span<const std::uint8_t> bytes) {
+        while (!bytes.empty() && problem_.empty()) {
+            switch (state_) {
+                case State::Header:
+                    if (next_ == packed_.size()) {
+                        state_ = State::Directory;
+                        break;
+                    }
+                    if (!gather(bytes, kLocalHeaderBytes)) return true;
+                    startMember();
+                    break;
+                case State::NameAndFields:
+                    if (!gather(bytes, nameAndFields_)) return true;
+                    startData();
+                    break;
+                case State::Data: {
+                    const std::size_t take = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), dataLeft_));
+                    const auto status = reader_->feed(bytes.first(take), [this](std::span<const std::uint8_t> plain) {
+                        count_ += plain.size();
+                        crc_ = static_cast<std::uint32_t>(::crc32(crc_, plain.data(), static_cast<uInt>(plain.size())));
+                        return count_ <= packed_[next_].size;
+                    });
+                    bytes = bytes.subspan(take);
+                    dataLeft_ -= take;
+                    if (status != WinZipAesReader::Status::Ok) return fail("the content of " + name() + " is damaged");
+                    if (dataLeft_ == 0) endMember();
+                    break;
+                }
+                case State::Directory:
+                    directory_.insert(directory_.end(), bytes.begin(), bytes.end());
+                    bytes = {};
+                    break;
+            }
+        }
+        return problem_.empty();
+    }
+
+    // After the last byte: the directory and the end records.
+    bool finish() {
+        if (!problem_.empty()) return false;
+        if (state_ != State::Directory && !(state_ == State::Header && next_ == packed_.size()))
+            return fail("the archive ends within " + (next_ < packed_.size() ? name() : std::string("its members")));
+        std::size_t at = 0;
+        for (const PackedMember& member : packed_) {
+            if (at + kCentralHeaderBytes > directory_.size() || u32(&directory_[at]) != kCentralHeader)
+                return fail("its directory is damaged");
+            const std::uint8_t* h = &directory_[at];
+            const std::size_t nameLength = u16(h + 28), extraLength = u16(h + 30), commentLength = u16(h + 32);
+            if (at + kCentralHeaderBytes + nameLength + extraLength + commentLength > directory_.size())
+                return fail("its directory is damaged");
+            const std::string_view name(reinterpret_cast<const char*>(h + kCentralHeaderBytes), nameLength);
+            if (name != member.name || u32(h + 16) != member.crc)
+                return fail("its directory does not list " + member.name + " as it was packed");
+            at += kCentralHeaderBytes + nameLength + extraLength + commentLength;
+        }
+        if (at + 4 > directory_.size() ||
+            (u32(&directory_[at]) != kEndRecord && u32(&directory_[at]) != kZip64EndRecord))
+            return fail("its directory lists other members than were packed");
+        return true;
+    }
+
+    const std::string& problem() const { return problem_; }
+
+private:
+    enum class State { Header, NameAndFields, Data, Directory };
+
+    bool fail(std::string why) {
+        if (problem_.empty()) problem_ = std::move(why);
+        return false;
+    }
+    std::string name() const { return packed_[next_].name; }
+
+    // Collects `wanted` bytes into held_; true once they are all there.
+    bool gather(std::span<const std::uint8_t>& bytes, std::size_t wanted) {
+        const std::size_t take = std::min(bytes.size(), wanted - held_.size());
+        held_.insert(held_.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(take));
+        bytes = bytes.subspan(take);
+        return held_.size() == wanted;
+    }
+
+    void startMember() {
+        const std::uint8_t* h = held_.data();
+        if (u32(h) != kLocalHeader) {
+            fail("the header of " + name() + " is missing");
+            return;
+        }
+        method_ = u16(h + 8);
+        headerCrc_ = u32(h + 14);
+        dataLeft_ = u32(h + 18);
+        headerSize_ = u32(h + 22);
+        nameLength_ = u16(h + 26);
+        nameAndFields_ = nameLength_ + u16(h + 28);
+        held_.clear();
+        state_ = State::NameAndFields;
+        if (nameAndFields_ == 0) fail("the header of " + name() + " is damaged");
+    }
+
+    void startData() {
+        const std::string_view stored(reinterpret_cast<const char*>(held_.data()), nameLength_);
+        if (stored != packed_[next_].name) {
+            fail("it holds " + std::string(stored) + " where " + name() + " was packed");
+            return;
+        }
+        int strength = 0;
+        std::uint16_t realMethod = 0;
+        for (std::size_t at = nameLength_; at + 4 <= held_.size();) {
+            const std::uint16_t id = u16(&held_[at]), length = u16(&held_[at + 2]);
+            if (id == 0x9901 && length >= 7 && at + 11 <= held_.size()) {
+                strength = held_[at + 8];
+                realMethod = u16(&held_[at + 9]);
+            }
+            at += 4 + static_cast<std::size_t>(length);
+        }
+        held_.clear();
+        if (method_ != kWinZipAes || strength < 1 || strength > 3) {
+            fail(name() + " is not encrypted as it was packed");
+            return;
+        }
+        if (headerCrc_ != packed_[next_].crc || headerSize_ != packed_[next_].size) {
+            fail("the header of " + name() + " does not match the file that was packed");
+            return;
+        }
+        reader_ =
+            std::make_unique<WinZipAesReader>(strength, password_, dataLeft_, realMethod == kDeflated, headerCrc_);
+        count_ = 0;
+        crc_ = 0;
+        state_ = State::Data;
+        if (dataLeft_ == 0) endMember();
+    }
+
+    void endMember() {
+        if (reader_->finish() != WinZipAesReader::Status::Ok) {
+            fail("the authentication code of " + name() + " does not match its content");
+            return;
+        }
+        if (count_ != packed_[next_].size || crc_ != packed_[next_].crc) {
+            fail(name() + " does not hold the bytes that were packed");
+            return;
+        }
+        reader_.reset();
+        ++next_;
+        state_ = State::Header;
+    }
+
+    std::string_view password_;
+    const std::vector<PackedMember>& packed_;
+    State state_ = State::Header;
+    std::size_t next_ = 0;
+    std::vector<std::uint8_t> held_;
+    std::uint16_t method_ = 0;
+    std::uint32_t headerCrc_ = 0;
+    std::uint64_t headerSize_ = 0;
+    std::size_t nameLength_ = 0;
+    std::size_t nameAndFields_ = 0;
+    std::uint64_t dataLeft_ = 0;
+    std::unique_ptr<WinZipAesReader> reader_;
+    std::uint64_t count_ = 0;
+    std::uint32_t crc_ = 0;
+    std::vector<std::uint8_t> directory_;
+    std::string problem_;
+};
+
+}  // namespace
+
+std::string checkWrittenArchive(clsBlowfish& cipher, const std::string& path, std::string_view key,
+                                std::string_view zipPassword, const std::vector<PackedMember>& packed,
+                                const std::function<void()>& tick) {
+    if (packed.empty()) return "nothing was packed into it";
+    ZipStreamCheck check(zipPassword, packed);
+    const bool read = cipher.decipherFileInto(path, key, [&](std::span<const std::uint8_t> plain) {
+        if (tick) tick();
+        return check.feed(plain);
+    });
+    if (!check.problem().empty()) return check.problem();
+    if (!read) return cipher.LastError.empty() ? std::string("it cannot be read back") : cipher.LastError;
+    if (!check.finish()) return check.problem();
+    return {};
+}
+
+}  // namespace morvane

@@ -1,0 +1,358 @@
+#include "zip_extractor.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "file_attributes.h"
+#include "folder.h"
+#include "member_decoder.h"
+#include "member_names.h"
+#include "safe_file.h"
+#include "zip_reader.h"
+
+namespace morvane {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Room for each file's own blocks beyond its bytes.
+constexpr std::uint64_t kBytesPerFile = 4096;
+
+using Failure = ExtractionReport::Failure;
+using Reason = UnwrittenMember::Reason;
+
+std::string joined(const std::vector<std::string>& components, std::size_t count) {
+    std::string path;
+    for (std::size_t i = 0; i < count; ++i) path += (i == 0 ? "" : "/") + components[i];
+    return path;
+}
+
+// One extraction: the plan, the files written so far under temporary names,
+// and the folders made for them, undone together when anything fails.
+class Extraction {
+public:
+    explicit Extraction(const ExtractionRequest& request) : request_(request) {}
+
+    ExtractionReport run();
+
+private:
+    struct Planned {
+        std::size_t index;
+        std::vector<std::string> components;  // folders, then the file's own name
+        unsigned mode;
+        std::int64_t modified;
+    };
+    struct Staged {
+        std::vector<std::string> components;
+        std::string temporaryName;
+        std::string memberName;
+    };
+    struct MadeFolder {
+        std::vector<std::string> components;  // the folder's own path below the destination
+    };
+
+    bool fail(Failure failure, std::string detail) {
+        report_.failure = failure;
+        report_.detail = std::move(detail);
+        return false;
+    }
+    std::string shown(const std::vector<std::string>& components, std::size_t count) const {
+        const std::string relative = joined(components, count);
+        if (destination_.empty()) return relative;
+        return destination_ + (destination_.back() == '/' ? "" : "/") + relative;
+    }
+
+    bool openDestination();
+    bool plan(const ZipReader& reader);
+    // The folder of components[0 .. count), made where missing when `make`.
+    std::unique_ptr<Folder> folderAt(const std::vector<std::string>& components, std::size_t count, bool make);
+    bool stage(ZipReader& reader);
+    void commit();
+    void undo();
+
+    const ExtractionRequest& request_;
+    ExtractionReport report_;
+    std::string destination_;
+    std::unique_ptr<Folder> root_;
+    std::vector<std::string> madeAbove_;  // folders made for the destination itself, outermost first
+    std::vector<Planned> planned_;
+    std::vector<std::vector<std::string>> folderMembers_;
+    std::vector<Staged> staged_;
+    std::vector<MadeFolder> made_;
+};
+
+bool Extraction::openDestination() {
+    destination_ = request_.destination;
+    std::string error;
+    root_ = Folder::open(destination_, error);
+    if (root_) return true;
+    // A missing destination is made, with its parents, as zip tools do.
+    std::error_code ec;
+    const fs::path wanted = fileattr::toPath(destination_);
+    std::vector<fs::path> missing;
+    for (fs::path p = wanted; !p.empty() && !fs::exists(fs::symlink_status(p, ec)); p = p.parent_path()) {
+        missing.push_back(p);
+        if (p == p.parent_path()) break;
+    }
+    for (auto it = missing.rbegin(); it != missing.rend(); ++it) {
+        if (!fs::create_directory(*it, ec) && ec) {
+            undo();
+            return fail(Failure::CannotWrite, fileattr::fromPath(*it) + ": " + ec.message());
+        }
+        madeAbove_.push_back(fileattr::fromPath(*it));
+    }
+    root_ = Folder::open(destination_, error);
+    if (!root_) {
+        undo();
+        return fail(Failure::CannotWrite, destination_ + ": " + error);
+    }
+    return true;
+}
+
+bool Extraction::plan(const ZipReader& reader) {
+    const std::vector<ZipEntry>& entries = reader.entries();
+    const unsigned defaultMode = defaultFileMode();
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const ZipEntry& e = entries[i];
+        std::vector<std::string> components = memberPathComponents(e.name);
+        const auto skip = [&](Reason reason) { report_.unwritten.push_back({e.name, reason}); };
+        if (!isSafeMemberName(e.name) || components.empty()) {
+            if (!e.isFolder() || !components.empty() || !isSafeMemberName(e.name)) skip(Reason::UnsafeName);
+            continue;
+        }
+        bool tooLong = false;
+        for (const std::string& c : components) tooLong = tooLong || c.size() > kLongestFileName;
+        if (tooLong) {
+            skip(Reason::NameTooLong);
+            continue;
+        }
+        const std::size_t folders = e.isFolder() ? components.size() : components.size() - 1;
+        // The path below the destination: never through a link; a file where
+        // a folder is needed stops the extraction before anything is written.
+        std::unique_ptr<Folder> folder;
+        const Folder* at = root_.get();
+        bool throughLink = false, missing = false;
+        for (std::size_t k = 0; k < folders && !missing; ++k) {
+            switch (at->kindOf(components[k])) {
+                case Folder::EntryKind::Missing:
+                    missing = true;
+                    break;
+                case Folder::EntryKind::Link:
+                    throughLink = true;
+                    break;
+                case Folder::EntryKind::Folder: {
+                    std::string error;
+                    folder = at->child(components[k], error);
+                    if (!folder) return fail(Failure::CannotWrite, shown(components, k + 1) + ": " + error);
+                    at = folder.get();
+                    break;
+                }
+                default:
+                    return fail(Failure::CannotWrite,
+                                shown(components, k + 1) + " is a file where the archive needs a folder");
+            }
+            if (throughLink) break;
+        }
+        if (throughLink) {
+            skip(Reason::ThroughLink);
+            continue;
+        }
+        if (e.isFolder()) {
+            folderMembers_.push_back(std::move(components));
+            continue;
+        }
+        if (e.isLink()) {
+            skip(Reason::Link);
+            continue;
+        }
+        if (!matchesFileMask(components.back(), request_.fileMask)) {
+            skip(Reason::NotMatched);
+            continue;
+        }
+        if (!missing) {
+            const Folder::EntryKind kind = at->kindOf(components.back());
+            if (kind == Folder::EntryKind::Folder)
+                return fail(Failure::CannotWrite,
+                            shown(components, components.size()) + " is a folder where the archive has a file");
+            if (kind != Folder::EntryKind::Missing && request_.keepExisting) {
+                skip(Reason::KeptExisting);
+                continue;
+            }
+        }
+        const unsigned mode = e.unixMode() ? (*e.unixMode() & 0777u) : defaultMode;  // never set-user or set-group
+        planned_.push_back({i, std::move(components), mode, e.modified()});
+    }
+
+    std::uint64_t needed = 0;
+    for (const Planned& p : planned_) needed += entries[p.index].size + kBytesPerFile;
+    const std::optional<std::uint64_t> free = freeSpaceAt(destination_);
+    if (free && needed > *free) {
+        report_.bytesNeeded = needed;
+        report_.bytesFree = *free;
+        return fail(Failure::NoSpace, destination_.empty() ? std::string(".") : destination_);
+    }
+    return true;
+}
+
+std::unique_ptr<Folder> Extraction::folderAt(const std::vector<std::string>& components, std::size_t count, bool make) {
+    std::string error;
+    std::unique_ptr<Folder> folder = Folder::open(destination_, error);
+    for (std::size_t k = 0; folder && k < count; ++k) {
+        if (make && folder->kindOf(components[k]) == Folder::EntryKind::Missing) {
+            if (!folder->makeFolder(components[k], error)) {
+                fail(Failure::CannotWrite, shown(components, k + 1) + ": " + error);
+                return nullptr;
+            }
+            made_.push_back({std::vector<std::string>(components.begin(), components.begin() + k + 1)});
+        }
+        std::unique_ptr<Folder> next = folder->child(components[k], error);
+        if (!next) {
+            fail(Failure::CannotWrite, shown(components, k + 1) + ": " + error);
+            return nullptr;
+        }
+        folder = std::move(next);
+    }
+    if (!folder) fail(Failure::CannotWrite, (destination_.empty() ? std::string(".") : destination_) + ": " + error);
+    return folder;
+}
+
+bool Extraction::stage(ZipReader& reader) {
+    for (const std::vector<std::string>& components : folderMembers_)
+        if (!folderAt(components, components.size(), true)) return false;
+
+    const std::vector<ZipEntry>& entries = reader.entries();
+    std::uint64_t total = 0, done = 0;
+    for (const Planned& p : planned_) total += entries[p.index].size;
+    MemberDecoder decoder(reader, request_.zipPath, request_.password);
+    const std::function<bool()> stop = [this] {
+        return request_.stopRequested != nullptr && request_.stopRequested->load();
+    };
+
+    for (const Planned& p : planned_) {
+        const ZipEntry& e = entries[p.index];
+        std::unique_ptr<Folder> folder = folderAt(p.components, p.components.size() - 1, true);
+        if (!folder) return false;
+        const std::string target = shown(p.components, p.components.size());
+        std::string error;
+        const std::string temporary = temporaryFileName();
+        FileDescriptor file = folder->createFile(temporary, error);
+        if (!file) return fail(Failure::CannotWrite, target + ": " + error);
+        staged_.push_back({p.components, temporary, e.name});
+
+        int writeError = 0;
+        std::string detail;
+        const MemberStatus status = decoder.decode(
+            p.index,
+            [&](std::span<const std::uint8_t> bytes) {
+                if (!writeAll(file.get(), bytes)) {
+                    writeError = errno;
+                    return false;
+                }
+                done += bytes.size();
+                if (request_.progress && total > 0) request_.progress(static_cast<int>(done * 100 / total));
+                return true;
+            },
+            stop, detail);
+        switch (status) {
+            case MemberStatus::Ok:
+                break;
+            case MemberStatus::WrongPassword:
+                return fail(Failure::WrongPassword, detail);
+            case MemberStatus::Damaged:
+            case MemberStatus::Unsupported:
+                return fail(Failure::Damaged, detail);
+            case MemberStatus::Refused:
+                return fail(Failure::CannotWrite, target + ": " + systemErrorText(writeError));
+            case MemberStatus::Stopped:
+                return fail(Failure::Stopped, "stopped");
+        }
+        setModeAndModified(file.get(), p.mode, p.modified);
+        if (!flushFile(file.get())) return fail(Failure::CannotWrite, target + ": " + systemErrorText(errno));
+        if (!file.close()) return fail(Failure::CannotWrite, target + ": " + systemErrorText(errno));
+    }
+    return true;
+}
+
+void Extraction::commit() {
+    std::set<std::vector<std::string>> touched;
+    std::size_t i = 0;
+    for (; i < staged_.size(); ++i) {
+        const Staged& s = staged_[i];
+        const std::size_t folders = s.components.size() - 1;
+        std::unique_ptr<Folder> folder = folderAt(s.components, folders, false);
+        if (!folder) break;
+        std::string error;
+        if (!folder->rename(s.temporaryName, s.components.back(), !request_.keepExisting, error)) {
+            if (request_.keepExisting && errno == EEXIST) {  // made by someone else meanwhile: kept
+                folder->remove(s.temporaryName);
+                report_.unwritten.push_back({s.memberName, Reason::KeptExisting});
+                continue;
+            }
+            fail(Failure::CannotWrite, shown(s.components, s.components.size()) + ": " + error);
+            break;
+        }
+        report_.written.push_back(s.memberName);
+        touched.emplace(s.components.begin(), s.components.begin() + static_cast<std::ptrdiff_t>(folders));
+    }
+    // What could not take its name goes; what did stays, complete.
+    for (; i < staged_.size(); ++i) {
+        const Staged& s = staged_[i];
+        if (std::unique_ptr<Folder> folder = folderAt(s.components, s.components.size() - 1, false))
+            folder->remove(s.temporaryName);
+    }
+    staged_.clear();
+    for (const std::vector<std::string>& components : touched) {
+        std::unique_ptr<Folder> folder = folderAt(components, components.size(), false);
+        if ((!folder || !folder->flush()) && report_.failure == Failure::None)
+            fail(Failure::CannotWrite, shown(components, components.size()) + ": " + systemErrorText(errno));
+    }
+}
+
+void Extraction::undo() {
+    const Failure failure = report_.failure;
+    const std::string detail = report_.detail;
+    for (const Staged& s : staged_)
+        if (std::unique_ptr<Folder> folder = folderAt(s.components, s.components.size() - 1, false))
+            folder->remove(s.temporaryName);
+    staged_.clear();
+    for (auto it = made_.rbegin(); it != made_.rend(); ++it)
+        if (std::unique_ptr<Folder> parent = folderAt(it->components, it->components.size() - 1, false))
+            parent->removeFolder(it->components.back());
+    made_.clear();
+    for (auto it = madeAbove_.rbegin(); it != madeAbove_.rend(); ++it) {
+        std::error_code ec;
+        fs::remove(fileattr::toPath(*it), ec);
+    }
+    madeAbove_.clear();
+    report_.failure = failure;
+    report_.detail = detail;
+}
+
+ExtractionReport Extraction::run() {
+    std::string error;
+    std::unique_ptr<ZipReader> reader = ZipReader::open(request_.zipPath, error);
+    if (!reader) {
+        fail(Failure::NotAZip, error);
+        return report_;
+    }
+    if (!openDestination()) return report_;
+    removeLeftovers(destination_);
+    if (!plan(*reader) || !stage(*reader)) {
+        undo();
+        report_.written.clear();
+        return report_;
+    }
+    commit();
+    if (request_.progress) request_.progress(100);
+    return report_;
+}
+
+}  // namespace
+
+ExtractionReport extractArchive(const ExtractionRequest& request) { return Extraction(request).run(); }
+
+}  // namespace morvane
