@@ -117,7 +117,7 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         const std::string tempZip = decryptTempZipPath(outdir, path);
         // The archive (which may be removed) and the temporary zip are this
         // job's until it ends.
-        if (!job::lockNames(c, locks, {path, tempZip})) {
+        if (!job::lockNames(c, locks, {path, tempZip}, false)) {
             closeStatus(c);
             return;
         }

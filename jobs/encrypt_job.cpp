@@ -111,7 +111,7 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
         archiveDir = archive.dir;
         tempZipName = perFileTempZipName(archive.name);
         combinedTempZip = archiveDir + tempZipName;
-        if (!job::lockNames(c, locks, {c.run.combinedArchivePath, combinedTempZip})) return;
+        if (!job::lockNames(c, locks, {c.run.combinedArchivePath, combinedTempZip}, true)) return;
         removeLeftoversOnce(archiveDir);
         deleteFile(combinedTempZip);
     }
@@ -172,7 +172,7 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
         const std::string fileTempZip = perFileTempZipName(source.name);
         const std::string archivePath = path + ".enz";
         if (!combined) {
-            if (!job::lockNames(c, locks, {archivePath, source.dir + fileTempZip})) {
+            if (!job::lockNames(c, locks, {archivePath, source.dir + fileTempZip}, true)) {
                 closeStatus(c);
                 return;
             }

@@ -86,12 +86,16 @@ void reportFailure(JobContext& c, const std::string& text) {
     c.ui.showMessage(text, MessageIcon::Exclamation);
 }
 
-bool lockNames(JobContext& c, JobLocks& locks, std::initializer_list<std::string> paths) {
+bool lockNames(JobContext& c, JobLocks& locks, std::initializer_list<std::string> paths, bool refuseAfterWait) {
     for (const std::string& path : paths) {
-        if (locks.lock(path, std::chrono::milliseconds(c.run.jobLockWaitMs))) continue;
-        reportFailure(c, path +
-                             " is being written by another Morvane job. Please wait until that job has finished and "
-                             "then try again.");
+        const JobLocks::Outcome outcome = locks.lock(path, std::chrono::milliseconds(c.run.jobLockWaitMs));
+        if (outcome == JobLocks::Outcome::Free) continue;
+        if (outcome == JobLocks::Outcome::FreedWhileWaiting && !refuseAfterWait) continue;
+        reportFailure(c, path + (outcome == JobLocks::Outcome::Busy
+                                     ? " is being written by another Morvane job. Please wait until that job has "
+                                       "finished and then try again."
+                                     : " was being written by another Morvane job while this one waited. Please "
+                                       "check it and then try again."));
         return false;
     }
     return true;

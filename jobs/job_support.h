@@ -44,7 +44,9 @@ void reportFailure(JobContext& c, const std::string& text);
 
 // Takes the job's locks on the names it is about to write, waiting a little
 // for another job that writes them. False, after reporting it, when another
-// job holds one of them.
-bool lockNames(JobContext& c, JobLocks& locks, std::initializer_list<std::string> paths);
+// job holds one of them; with `refuseAfterWait`, also when another job held
+// one and let it go meanwhile (an archive that job may have just written,
+// and whose sources it may be deleting, is never written over).
+bool lockNames(JobContext& c, JobLocks& locks, std::initializer_list<std::string> paths, bool refuseAfterWait);
 
 }  // namespace morvane::job

@@ -51,21 +51,23 @@ std::string fingerprintText(const std::string& text) {
 
 std::string JobLocks::lockFolder() { return {}; }
 
-bool JobLocks::lock(const std::string& path, std::chrono::milliseconds wait) {
+JobLocks::Outcome JobLocks::lock(const std::string& path, std::chrono::milliseconds wait) {
     const std::string key = lockKey(path);
     for (const Held& h : held_)
-        if (h.key == key) return true;
+        if (h.key == key) return Outcome::Free;
     const std::string name = "Local\\MorvaneJob" + fingerprintText(key);
     const auto deadline = std::chrono::steady_clock::now() + wait;
+    bool waited = false;
     for (;;) {
         HANDLE mutex = CreateMutexA(nullptr, TRUE, name.c_str());
-        if (mutex == nullptr) return true;
+        if (mutex == nullptr) return Outcome::Free;
         if (GetLastError() != ERROR_ALREADY_EXISTS) {
             held_.push_back({key, static_cast<int>(reinterpret_cast<std::intptr_t>(mutex))});
-            return true;
+            return waited ? Outcome::FreedWhileWaiting : Outcome::Free;
         }
         CloseHandle(mutex);
-        if (std::chrono::steady_clock::now() >= deadline) return false;
+        if (std::chrono::steady_clock::now() >= deadline) return Outcome::Busy;
+        waited = true;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
 }
@@ -92,29 +94,31 @@ bool lockFolderReady(const std::string& folder) {
 
 }  // namespace
 
-bool JobLocks::lock(const std::string& path, std::chrono::milliseconds wait) {
+JobLocks::Outcome JobLocks::lock(const std::string& path, std::chrono::milliseconds wait) {
     const std::string key = lockKey(path);
     for (const Held& h : held_)
-        if (h.key == key) return true;
+        if (h.key == key) return Outcome::Free;
     const std::string folder = lockFolder();
-    if (!lockFolderReady(folder)) return true;
+    if (!lockFolderReady(folder)) return Outcome::Free;
     const std::string lockPath = folder + "/" + fingerprintText(key) + ".lock";
     const int descriptor = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (descriptor < 0) return true;
+    if (descriptor < 0) return Outcome::Free;
     const auto deadline = std::chrono::steady_clock::now() + wait;
+    bool waited = false;
     while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             ::close(descriptor);
-            return true;
+            return Outcome::Free;
         }
         if (std::chrono::steady_clock::now() >= deadline) {
             ::close(descriptor);
-            return false;
+            return Outcome::Busy;
         }
+        waited = true;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     held_.push_back({key, descriptor});
-    return true;
+    return waited ? Outcome::FreedWhileWaiting : Outcome::Free;
 }
 
 void JobLocks::releaseAll() {

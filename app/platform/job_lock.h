@@ -21,11 +21,16 @@ public:
     JobLocks(const JobLocks&) = delete;
     JobLocks& operator=(const JobLocks&) = delete;
 
+    enum class Outcome {
+        Free,               // the lock is this job's; nobody held it
+        FreedWhileWaiting,  // the lock is this job's, after another job let it go
+        Busy,               // another job held it all the time waited
+    };
+
     // Takes the lock on `path`, waiting up to `wait` for another job to let
-    // it go. True when this job holds it (also when it held it already).
-    // Where no lock can be made at all (no lock folder), the job goes on
-    // without one.
-    bool lock(const std::string& path, std::chrono::milliseconds wait);
+    // it go. Free also when this job held it already. Where no lock can be
+    // made at all (no lock folder), the job goes on without one.
+    Outcome lock(const std::string& path, std::chrono::milliseconds wait);
 
     void releaseAll();
 
