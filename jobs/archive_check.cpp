@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -17,6 +18,8 @@ constexpr std::uint32_t kEndRecord = 0x06054B50;
 constexpr std::uint32_t kZip64EndRecord = 0x06064B50;
 constexpr std::size_t kLocalHeaderBytes = 30;
 constexpr std::size_t kCentralHeaderBytes = 46;
+constexpr std::size_t kEndRecordBytes = 22;
+constexpr std::uint16_t kMadeBy = (3 << 8) | 63;  // on Unix, by a 6.3 writer
 constexpr std::uint16_t kWinZipAes = 99;
 constexpr std::uint16_t kDeflated = 8;
 
@@ -25,6 +28,7 @@ std::uint32_t u32(const std::uint8_t* p) {
     return static_cast<std::uint32_t>(p[0]) | (static_cast<std::uint32_t>(p[1]) << 8) |
            (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[3]) << 24);
 }
+std::uint64_t u64(const std::uint8_t* p) { return u32(p) | (static_cast<std::uint64_t>(u32(p + 4)) << 32); }
 
 // The zip inside the archive, walked as its bytes come, in order: each local
 // header, name and fields, the member's data through the WinZip AES reader,
@@ -36,14 +40,17 @@ public:
 
     // False as soon as something does not check out (problem() says what).
     bool feed(std::span<const std::uint8_t> bytes) {
+        total_ += bytes.size();
         while (!bytes.empty() && problem_.empty()) {
             switch (state_) {
                 case State::Header:
                     if (next_ == packed_.size()) {
+                        directoryOffset_ = total_ - bytes.size();
                         state_ = State::Directory;
                         break;
                     }
                     if (!gather(bytes, kLocalHeaderBytes)) return true;
+                    pending_ = bytes.size() + kLocalHeaderBytes;
                     startMember();
                     break;
                 case State::NameAndFields:
@@ -77,8 +84,12 @@ public:
         if (!problem_.empty()) return false;
         if (state_ != State::Directory && !(state_ == State::Header && next_ == packed_.size()))
             return fail("the archive ends within " + (next_ < packed_.size() ? name() : std::string("its members")));
+        // Each directory entry says of its member what the member's own
+        // header says, and what was packed.
         std::size_t at = 0;
-        for (const PackedMember& member : packed_) {
+        for (std::size_t i = 0; i < packed_.size(); ++i) {
+            const PackedMember& member = packed_[i];
+            const Seen& seen = seen_[i];
             if (at + kCentralHeaderBytes > directory_.size() || u32(&directory_[at]) != kCentralHeader)
                 return fail("its directory is damaged");
             const std::uint8_t* h = &directory_[at];
@@ -86,13 +97,40 @@ public:
             if (at + kCentralHeaderBytes + nameLength + extraLength + commentLength > directory_.size())
                 return fail("its directory is damaged");
             const std::string_view name(reinterpret_cast<const char*>(h + kCentralHeaderBytes), nameLength);
-            if (name != member.name || u32(h + 16) != member.crc)
-                return fail("its directory does not list " + member.name + " as it was packed");
+            const std::span<const std::uint8_t> extra(h + kCentralHeaderBytes + nameLength, extraLength);
+            // Beyond 4 GiB the offset is in a zip64 field, before the AES field.
+            const bool farOffset = seen.offset >= 0xFFFFFFFFULL;
+            const std::size_t zip64Bytes = farOffset ? 12 : 0;
+            const bool same = name == member.name && u16(h + 4) == kMadeBy &&
+                              u16(h + 6) == (farOffset ? std::max<std::uint16_t>(u16(seen.header.data()), 45)
+                                                       : u16(seen.header.data())) &&
+                              std::equal(h + 8, h + 16, seen.header.begin() + 2) && u32(h + 16) == member.crc &&
+                              std::equal(h + 20, h + 28, seen.header.begin() + 14) && commentLength == 0 &&
+                              u16(h + 34) == 0 && u16(h + 36) == 0 && u32(h + 38) == member.externalAttributes &&
+                              u32(h + 42) == (farOffset ? 0xFFFFFFFFU : static_cast<std::uint32_t>(seen.offset)) &&
+                              extraLength == zip64Bytes + seen.extra.size() &&
+                              (!farOffset || (u16(extra.data()) == 1 && u64(extra.data() + 4) == seen.offset)) &&
+                              std::equal(seen.extra.begin(), seen.extra.end(),
+                                         extra.begin() + static_cast<std::ptrdiff_t>(zip64Bytes));
+            if (!same) return fail("its directory does not list " + member.name + " as it was packed");
             at += kCentralHeaderBytes + nameLength + extraLength + commentLength;
         }
-        if (at + 4 > directory_.size() ||
-            (u32(&directory_[at]) != kEndRecord && u32(&directory_[at]) != kZip64EndRecord))
-            return fail("its directory lists other members than were packed");
+        if (state_ == State::Header) directoryOffset_ = total_;  // no byte after the members
+        const std::uint64_t directorySize = at;
+        if (at + 4 <= directory_.size() && u32(&directory_[at]) == kZip64EndRecord) {
+            // zip64 end record (56 bytes) and its locator (20 bytes)
+            if (at + 76 > directory_.size() || u64(&directory_[at + 24]) != packed_.size() ||
+                u64(&directory_[at + 40]) != directorySize || u64(&directory_[at + 48]) != directoryOffset_)
+                return fail("its zip64 end record is damaged");
+            at += 76;
+        }
+        if (at + kEndRecordBytes != directory_.size() || u32(&directory_[at]) != kEndRecord)
+            return fail("its directory lists other members than were packed, or its end record is damaged");
+        const std::uint8_t* end = &directory_[at];
+        const bool counted = u16(end + 10) == std::min<std::uint64_t>(packed_.size(), 0xFFFF);
+        const bool sized = u32(end + 12) == std::min<std::uint64_t>(directorySize, 0xFFFFFFFF);
+        const bool placed = u32(end + 16) == std::min<std::uint64_t>(directoryOffset_, 0xFFFFFFFF);
+        if (!counted || !sized || !placed || u16(end + 20) != 0) return fail("its end record is damaged");
         return true;
     }
 
@@ -121,6 +159,10 @@ private:
             fail("the header of " + name() + " is missing");
             return;
         }
+        Seen seen;
+        seen.offset = total_ - pending_;
+        seen.header.assign(h + 4, h + 26);  // version needed to the sizes: the directory repeats them
+        seen_.push_back(std::move(seen));
         method_ = u16(h + 8);
         headerCrc_ = u32(h + 14);
         dataLeft_ = u32(h + 18);
@@ -138,6 +180,7 @@ private:
             fail("it holds " + std::string(stored) + " where " + name() + " was packed");
             return;
         }
+        seen_.back().extra.assign(held_.begin() + static_cast<std::ptrdiff_t>(nameLength_), held_.end());
         int strength = 0;
         std::uint16_t realMethod = 0;
         for (std::size_t at = nameLength_; at + 4 <= held_.size();) {
@@ -194,6 +237,17 @@ private:
     std::uint64_t count_ = 0;
     std::uint32_t crc_ = 0;
     std::vector<std::uint8_t> directory_;
+    // What each member's own header said: where it starts, its fields from
+    // the version needed to the sizes, its extra fields.
+    struct Seen {
+        std::uint64_t offset = 0;
+        std::vector<std::uint8_t> header;
+        std::vector<std::uint8_t> extra;
+    };
+    std::vector<Seen> seen_;
+    std::size_t pending_ = 0;            // bytes of the chunk from the header being read on
+    std::uint64_t total_ = 0;            // bytes fed
+    std::uint64_t directoryOffset_ = 0;  // bytes before the directory
     std::string problem_;
 };
 

@@ -9,12 +9,14 @@
 
 namespace morvane {
 
-// One file an archive was packed with: its member name, and the CRC and
-// count of the bytes read from it.
+// One file an archive was packed with: its member name, the CRC and count
+// of the bytes read from it, and its attributes (Unix permission bits in the
+// high half).
 struct PackedMember {
     std::string name;
     std::uint32_t crc = 0;
     std::uint64_t size = 0;
+    std::uint32_t externalAttributes = 0;
     bool operator==(const PackedMember&) const = default;
 };
 

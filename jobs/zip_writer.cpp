@@ -107,7 +107,7 @@ bool ZipWriter::truncateTo(std::uint64_t offset) {
 std::vector<PackedMember> ZipWriter::members() const {
     std::vector<PackedMember> packed;
     packed.reserve(entries_.size());
-    for (const Entry& e : entries_) packed.push_back({e.name, e.crc, e.size});
+    for (const Entry& e : entries_) packed.push_back({e.name, e.crc, e.size, e.externalAttributes});
     return packed;
 }
 

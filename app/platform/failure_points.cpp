@@ -13,6 +13,7 @@ std::atomic<std::uint64_t> passedCount{0};
 std::atomic<std::uint64_t> failAt{0};
 std::atomic<bool> keepFailing{false};
 std::atomic<bool> hit{false};
+std::atomic<FileOperation> firstFailed{FileOperation::Write};
 
 }  // namespace
 
@@ -27,11 +28,15 @@ std::uint64_t FailurePoints::passed() { return passedCount.load(); }
 
 bool FailurePoints::triggered() { return hit.load(); }
 
-bool FailurePoints::fails(FileOperation) {
+FileOperation FailurePoints::failedOperation() { return firstFailed.load(); }
+
+bool FailurePoints::fails(FileOperation operation) {
     const std::uint64_t number = ++passedCount;
     const std::uint64_t target = failAt.load();
     if (target == 0) return false;
-    if (number == target || (keepFailing.load() && number > target)) {
+    const bool fillsTheDisk = operation == FileOperation::Write || operation == FileOperation::Flush;
+    if (number == target || (keepFailing.load() && number > target && fillsTheDisk)) {
+        if (number == target) firstFailed = operation;
         hit = true;
         return true;
     }

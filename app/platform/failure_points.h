@@ -13,8 +13,8 @@ enum class FileOperation { Write, Flush, Rename, Remove };
 class FailurePoints {
 public:
     // From now on the k-th operation (1 for the next one) fails; with
-    // `persistent`, every operation after it fails too, as on a disk that
-    // stays full. k = 0 disarms.
+    // `persistent`, every write and flush after it fails too, as on a disk
+    // that stays full (renames and deletes still work there). k = 0 disarms.
     static void arm(std::uint64_t k, bool persistent = false);
     static void disarm() { arm(0); }
 
@@ -23,6 +23,9 @@ public:
 
     // Whether an armed failure has been met since the last arm.
     static bool triggered();
+
+    // The kind of operation the armed failure met first.
+    static FileOperation failedOperation();
 
     // Starts counting from zero, disarmed.
     static void reset() { arm(0); }

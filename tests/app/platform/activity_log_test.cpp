@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <regex>
 
+#include "failure_points.h"
 #include "temp_directory.h"
 
 namespace {
@@ -15,6 +16,15 @@ using morvane::testing::TempDirectory;
 using morvane::testing::writeFile;
 
 std::string fixedDate() { return "21/11/2026 08:30:00"; }
+
+unsigned modeOf(const std::string& path) {
+    return static_cast<unsigned>(std::filesystem::status(path).permissions()) & 0777u;
+}
+
+struct Disarmed {
+    ~Disarmed() { morvane::FailurePoints::reset(); }
+};
+using morvane::FailurePoints;
 
 TEST(ActivityLog, LineIsDateBlankMessageAndLineBreak) {
     TempDirectory dir("line");
@@ -101,6 +111,52 @@ TEST(ActivityLog, LogThatIsADirectorySwallowsTheLine) {
     std::filesystem::create_directory(log.logPath());
     EXPECT_NO_THROW(log.writeLog("lost"));
     EXPECT_TRUE(std::filesystem::is_directory(log.logPath()));
+}
+
+// The log names the user's files: nobody else may read it.
+TEST(ActivityLog, TheLogIsOwnerOnlyAlsoWhenItWasNot) {
+    TempDirectory dir("owner-only");
+    ActivityLog log(dir.str(), fixedDate);
+    log.writeLog("first");
+    EXPECT_EQ(modeOf(log.logPath()), 0600u);
+    std::filesystem::permissions(log.logPath(),
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_write |
+                                     std::filesystem::perms::group_read | std::filesystem::perms::others_read);
+    log.writeLog("second");
+    EXPECT_EQ(modeOf(log.logPath()), 0600u);
+}
+
+// The archive takes the log's place by a rename: every line of the old log
+// is in it, and an archive that cannot be made loses no line either.
+TEST(ActivityLog, ArchivingLosesNoLineOfTheOldLog) {
+    TempDirectory dir("rename");
+    ActivityLog log(dir.str(), fixedDate);
+    std::string old;
+    for (int i = 0; old.size() <= ActivityLog::kArchiveThreshold; ++i) old += "line " + std::to_string(i) + "\n";
+    writeFile(log.logPath(), old);
+    Disarmed disarmed;
+    FailurePoints::arm(1);  // the rename fails
+    log.writeLog("while the archive cannot be made");
+    FailurePoints::disarm();
+    EXPECT_FALSE(std::filesystem::exists(log.archivePath()));
+    EXPECT_EQ(readFile(log.logPath()), old + "21/11/2026 08:30:00 while the archive cannot be made\n");
+    log.writeLog("then");
+    EXPECT_EQ(readFile(log.archivePath()), old + "21/11/2026 08:30:00 while the archive cannot be made\n");
+    EXPECT_EQ(readFile(log.logPath()),
+              "21/11/2026 08:30:00 *** Archived morvane.err to morvane.err.old ***\n21/11/2026 08:30:00 then\n");
+}
+
+// On a full disk the line being written is lost, whole, and nothing else.
+TEST(ActivityLog, AFullDiskLosesOnlyTheLineBeingWritten) {
+    TempDirectory dir("full");
+    ActivityLog log(dir.str(), fixedDate);
+    log.writeLog("before");
+    Disarmed disarmed;
+    FailurePoints::arm(1, true);
+    log.writeLog("lost on a full disk");
+    FailurePoints::disarm();
+    log.writeLog("after");
+    EXPECT_EQ(readFile(log.logPath()), "21/11/2026 08:30:00 before\n21/11/2026 08:30:00 after\n");
 }
 
 TEST(ViewLog, WithoutALogTellsItIsEmptyAndOpensNothing) {

@@ -1,0 +1,129 @@
+// The read-back check an archive passes before its sources are deleted: it
+// holds exactly what was packed, each member whole, or it says what not.
+#include "archive_check.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "clsBlowfish.h"
+#include "container.h"
+#include "libzip_component.h"
+#include "temp_directory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using morvane::clsBlowfish;
+using morvane::LibzipComponent;
+using morvane::PackedMember;
+using morvane::testing::readFile;
+using morvane::testing::TempDirectory;
+using morvane::testing::writeFile;
+
+const std::string kKey = "check me";
+
+std::string noise(std::size_t size, unsigned seed) {
+    std::string text(size, '\0');
+    std::uint32_t x = 0x2545F491u ^ seed;
+    for (char& c : text) {
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        c = static_cast<char>(x >> 24);
+    }
+    return text;
+}
+
+class ArchiveCheck : public ::testing::Test {
+protected:
+    TempDirectory dir{"archive-check"};
+    std::string archive = dir.file("all.enz");
+    std::vector<PackedMember> packed;
+
+    void SetUp() override {
+        writeFile(dir.file("a.txt"), std::string(70000, 'a') + "end");
+        writeFile(dir.file("b.bin"), noise(150000, 1));
+        writeFile(dir.file("empty"), "");
+        LibzipComponent zip;
+        clsBlowfish cipher;
+        ASSERT_EQ(morvane::makeCombinedArchive(zip, cipher, archive,
+                                               {dir.file("a.txt"), dir.file("b.bin"), dir.file("empty")}, kKey),
+                  morvane::ContainerResult::Done);
+        packed = zip.PackedMembers();
+        ASSERT_EQ(packed.size(), 3u);
+    }
+
+    std::string check(const std::vector<PackedMember>& expected, const std::string& key = kKey) {
+        clsBlowfish cipher;
+        return morvane::checkWrittenArchive(cipher, archive, key, morvane::zipPassword(key), expected);
+    }
+};
+
+TEST_F(ArchiveCheck, AnArchiveAsPackedPasses) {
+    EXPECT_EQ(check(packed), "");
+    EXPECT_EQ(packed[0].name, "a.txt");
+    EXPECT_EQ(packed[0].size, 70003u);
+    EXPECT_EQ(packed[2].size, 0u);
+}
+
+TEST_F(ArchiveCheck, EveryTruncationIsFound) {
+    const std::string whole = readFile(archive);
+    for (std::size_t length = 0; length < whole.size(); length += 997) {
+        writeFile(archive, whole.substr(0, length));
+        EXPECT_NE(check(packed), "") << length;
+    }
+    writeFile(archive, whole.substr(0, whole.size() - 8));
+    EXPECT_NE(check(packed), "");
+}
+
+TEST_F(ArchiveCheck, ABitFlippedAnywhereIsFound) {
+    const std::string whole = readFile(archive);
+    // The random first block and its chaining aside, every byte of the
+    // enciphered file reaches the zip inside: a flip shows.
+    std::vector<std::size_t> places;
+    for (std::size_t at = 16; at < whole.size(); at += whole.size() / 97) places.push_back(at);
+    // The directory and end records, byte by byte.
+    for (std::size_t at = whole.size() - 400; at < whole.size(); ++at) places.push_back(at);
+    for (const std::size_t at : places) {
+        for (const int bit : {0x01, 0x80}) {
+            std::string damaged = whole;
+            damaged[at] = static_cast<char>(damaged[at] ^ bit);
+            writeFile(archive, damaged);
+            EXPECT_NE(check(packed), "") << at;
+        }
+    }
+}
+
+TEST_F(ArchiveCheck, AnythingOtherThanWhatWasPackedIsFound) {
+    std::vector<PackedMember> other = packed;
+    other[1].crc ^= 1;
+    EXPECT_NE(check(other), "");
+    other = packed;
+    other[0].size += 1;
+    EXPECT_NE(check(other), "");
+    other = packed;
+    other[2].name = "Empty";
+    EXPECT_NE(check(other), "");
+    other = packed;
+    other.pop_back();
+    EXPECT_NE(check(other), "");
+    other = packed;
+    other.push_back({"more", 0, 0, 0});
+    other = packed;
+    other[0].externalAttributes ^= 0100u << 16;  // another mode
+    EXPECT_NE(check(other), "");
+    EXPECT_NE(check(other), "");
+    EXPECT_NE(check({}), "");
+}
+
+TEST_F(ArchiveCheck, AnotherKeyIsFound) { EXPECT_NE(check(packed, "check mE"), ""); }
+
+TEST_F(ArchiveCheck, AMissingArchiveIsFound) {
+    fs::remove(archive);
+    EXPECT_NE(check(packed), "");
+}
+
+}  // namespace
