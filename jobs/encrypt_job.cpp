@@ -15,6 +15,7 @@
 #include "job_support.h"
 #include "member_names.h"
 #include "platform_utilities.h"
+#include "removal_journal.h"
 #include "safe_file.h"
 #include "text_case.h"
 
@@ -113,6 +114,11 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
         combinedTempZip = archiveDir + tempZipName;
         if (!job::lockNames(c, locks, {c.run.combinedArchivePath, combinedTempZip}, true)) return;
         removeLeftoversOnce(archiveDir);
+        // A job to this archive that was stopped while it removed its
+        // sources is finished first.
+        for (const std::string& source : finishRemoval(removalJournalPath(c.run.combinedArchivePath)))
+            c.log.writeLog(source + " has been removed: it is in " + c.run.combinedArchivePath +
+                           ", and the job that encrypted it was stopped before it had removed it.");
         deleteFile(combinedTempZip);
     }
 
@@ -241,8 +247,18 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
             return;
         }
         deleteFile(combinedTempZip);
-        if (w.chkDelAfterEnc)
+        if (w.chkDelAfterEnc) {
+            const std::string journal = removalJournalPath(archivePath);
+            std::string error;
+            if (!beginRemoval(journal, packedSources, error)) {
+                reportFailure(
+                    c, archivePath + " has been made, but its source files have not been removed: " + error + ".");
+                closeStatus(c);
+                return;
+            }
             for (const std::string& source : packedSources) deleteFile(source);
+            endRemoval(journal);
+        }
         if (!silent) c.status.finishBar();
     }
 

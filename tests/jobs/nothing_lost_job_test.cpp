@@ -10,11 +10,13 @@
 #include <map>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "clsBlowfish.h"
 #include "job_harness.h"
 #include "job_lock.h"
+#include "removal_journal.h"
 #include "zip_writer.h"
 
 namespace {
@@ -199,6 +201,67 @@ TEST(NothingLostEncrypt, ASkippedLastEntryStillGivesTheArchiveOfTheOthers) {
     EXPECT_FALSE(fs::exists(dir.file("~enc~all.enz.zip")));
     EXPECT_EQ(opened(dir, dir.file("all.enz"), "pw"),
               (std::map<std::string, std::string>{{"a.txt", "alpha"}, {"b.txt", "beta"}}));
+}
+
+// A job stopped between two deletions of its sources: the next job to the
+// same archive finishes the removal before anything else, so that it never
+// replaces the archive holding the removed sources' only copy with one made
+// of the sources still there.
+TEST(NothingLostEncrypt, AnInterruptedRemovalIsFinishedBeforeTheArchiveIsWrittenAgain) {
+    TempDirectory dir("lost-interrupted-removal");
+    for (const char* name : {"a.txt", "b.txt", "c.txt"}) writeFile(dir.file(name), std::string(name) + " content");
+    const std::vector<std::string> sources = {dir.file("a.txt"), dir.file("b.txt"), dir.file("c.txt")};
+    {
+        Harness made(dir);
+        made.list(sources);
+        made.setPassword("pw");
+        made.window.chkCreateOneZip = true;
+        made.run.combinedArchivePath = dir.file("all.enz");
+        made.encrypt();
+    }
+    const std::string archive = readFile(dir.file("all.enz"));
+    // Where the first job was stopped: its record written, a.txt removed.
+    std::string error;
+    ASSERT_TRUE(morvane::beginRemoval(morvane::removalJournalPath(dir.file("all.enz")), sources, error)) << error;
+    fs::remove(dir.file("a.txt"));
+    // c.txt was changed since: it is no longer the file the archive holds.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    writeFile(dir.file("c.txt"), "c.txt changed since");
+
+    // The same command line again: a.txt is gone, and a list with only b.txt
+    // and c.txt would make an archive without it.
+    Harness again(dir);
+    again.run.commandLineRun = true;
+    again.list({dir.file("b.txt"), dir.file("c.txt")});
+    again.setPassword("pw");
+    again.window.chkCreateOneZip = true;
+    again.window.chkDelAfterEnc = true;
+    again.run.combinedArchivePath = dir.file("all.enz");
+    again.encrypt();
+    EXPECT_EQ(readFile(dir.file("all.enz")), archive);
+    EXPECT_FALSE(fs::exists(dir.file("b.txt")));
+    EXPECT_EQ(readFile(dir.file("c.txt")), "c.txt changed since");
+    EXPECT_FALSE(fs::exists(morvane::removalJournalPath(dir.file("all.enz"))));
+    EXPECT_TRUE(anyLogLineContains(again, dir.file("b.txt") + " has been removed: it is in " + dir.file("all.enz") +
+                                              ", and the job that encrypted it was stopped before it had removed it."));
+    EXPECT_EQ(opened(dir, dir.file("all.enz"), "pw"),
+              (std::map<std::string, std::string>{
+                  {"a.txt", "a.txt content"}, {"b.txt", "b.txt content"}, {"c.txt", "c.txt content"}}));
+}
+
+TEST(NothingLostEncrypt, NoRecordOfARemovalIsLeftWhenItEnds) {
+    TempDirectory dir("lost-removal-record");
+    writeFile(dir.file("a.txt"), "alpha");
+    Harness h(dir);
+    h.list({dir.file("a.txt")});
+    h.setPassword("pw");
+    h.window.chkCreateOneZip = true;
+    h.window.chkDelAfterEnc = true;
+    h.run.combinedArchivePath = dir.file("all.enz");
+    h.encrypt();
+    EXPECT_FALSE(fs::exists(dir.file("a.txt")));
+    EXPECT_FALSE(fs::exists(morvane::removalJournalPath(dir.file("all.enz"))));
+    EXPECT_EQ(morvane::removalJournalPath(dir.file("all.enz")), dir.file("~enc~all.enz.del"));
 }
 
 // --- A job's archive lives and dies with the job -----------------------------
