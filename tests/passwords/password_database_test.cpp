@@ -7,6 +7,7 @@
 
 #include "clsBlowfish.h"
 #include "codepage.h"
+#include "failure_points.h"
 #include "scripted_user_interface.h"
 #include "temp_directory.h"
 
@@ -187,6 +188,41 @@ TEST(PasswordDatabase, EntriesOutsideTheCodePageAreRefused) {
     EXPECT_FALSE(fs::exists(d.db.path()));
     ASSERT_TRUE(d.db.savePasswordFile(true, {}, "café", "€uro"));
     EXPECT_EQ(d.db.lookupStoredPassword("café", RunState{}), "€uro");
+}
+
+// The file is either the old one or the new one, whatever fails on the way,
+// and it is owner-only.
+TEST(PasswordDatabase, EveryFailureLeavesTheOldFileWhole) {
+    TempDirectory dir("mvsp-failures");
+    Database d(dir);
+    ASSERT_TRUE(d.db.savePasswordFile(true, {}, "mail", "one"));
+    const std::string before = readFile(d.db.path());
+    for (const bool append : {true, false}) {
+        morvane::FailurePoints::reset();
+        ASSERT_TRUE(append ? d.db.savePasswordFile(true, {}, "bank", "two")
+                           : d.db.savePasswordFile(false, {"mail--!--one", "bank--!--two"}));
+        const std::uint64_t steps = morvane::FailurePoints::passed();
+        const std::string after = readFile(d.db.path());
+        ASSERT_EQ(fileLines(d.db.path()).size(), 2u);
+        for (std::uint64_t k = 1; k <= steps; ++k) {
+            writeFile(d.db.path(), before);
+            morvane::FailurePoints::arm(k);
+            append ? d.db.savePasswordFile(true, {}, "bank", "two")
+                   : d.db.savePasswordFile(false, {"mail--!--one", "bank--!--two"});
+            morvane::FailurePoints::reset();
+            const std::string now = readFile(d.db.path());
+            // The old file, or one that holds both entries (the new line of an
+            // append is enciphered afresh each time, so the bytes differ).
+            EXPECT_TRUE(now == before || (now.starts_with(before) && fileLines(d.db.path()).size() == 2) ||
+                        (!append && now.size() == after.size()))
+                << k;
+            for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+                EXPECT_TRUE(entry.path().filename() == "mvsp.dat" || entry.path().filename() == "morvane.log")
+                    << entry.path();
+        }
+    }
+    EXPECT_EQ(std::filesystem::status(d.db.path()).permissions() & std::filesystem::perms::all,
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 }  // namespace

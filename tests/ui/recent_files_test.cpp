@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "failure_points.h"
 #include "file_list.h"
 #include "main_window_model.h"
 #include "scripted_user_interface.h"
@@ -330,6 +331,28 @@ TEST(RecentFilesOpen, OpeningDoesNotChangeTheRecordedList) {
     const std::string before = readFile(f.listFile());
     f.recent.openRecentEntry(f.window, f.ui, 1);
     EXPECT_EQ(readFile(f.listFile()), before);
+}
+
+// The list is either the old one or the new one, whatever fails on the way.
+TEST(RecentFilesStore, EveryFailureLeavesTheOldListWhole) {
+    RecentFixture f;
+    f.record("Encrypt /a");
+    const std::string before = readFile(f.listFile());
+    morvane::FailurePoints::reset();
+    f.record("Decrypt /b");
+    const std::string after = readFile(f.listFile());
+    const std::uint64_t steps = morvane::FailurePoints::passed();
+    ASSERT_GE(steps, 4u);
+    for (std::uint64_t k = 1; k <= steps; ++k) {
+        writeFile(f.listFile(), before);
+        morvane::FailurePoints::arm(k);
+        f.record("Decrypt /b");
+        morvane::FailurePoints::reset();
+        const std::string now = readFile(f.listFile());
+        EXPECT_TRUE(now == before || now == after) << k;
+        for (const auto& entry : fs::directory_iterator(f.programDir.path()))
+            EXPECT_EQ(entry.path().filename(), "recent.lst");
+    }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "failure_points.h"
 #include "temp_directory.h"
 
 namespace {
@@ -118,6 +119,30 @@ TEST(Association, MimeTypeAndDesktopEntryOpenEnzFilesWithDashS) {
     const std::string desktop = readFile(dir.file("applications/morvane.desktop"));
     EXPECT_NE(desktop.find("Exec=\"/opt/morvane dir/morvane\" -s%f\n"), std::string::npos) << desktop;
     EXPECT_NE(desktop.find("MimeType=application/x-morvane-enz;"), std::string::npos);
+}
+
+// The settings file is either the old one or the new one, whatever fails on
+// the way, and it is owner-only.
+TEST(SettingsStore, EveryFailureLeavesTheOldFileWhole) {
+    TempDirectory dir("settings-failures");
+    SettingsStore store(dir.file("registry"));
+    ASSERT_TRUE(store.regWrite(kKey, "Path", "/old"));
+    const std::string before = readFile(dir.file("registry"));
+    morvane::FailurePoints::reset();
+    ASSERT_TRUE(store.regWrite(kKey, "Path", "/new"));
+    const std::string after = readFile(dir.file("registry"));
+    const std::uint64_t steps = morvane::FailurePoints::passed();
+    for (std::uint64_t k = 1; k <= steps; ++k) {
+        writeFile(dir.file("registry"), before);
+        morvane::FailurePoints::arm(k);
+        store.regWrite(kKey, "Path", "/new");
+        morvane::FailurePoints::reset();
+        const std::string now = readFile(dir.file("registry"));
+        EXPECT_TRUE(now == before || now == after) << k;
+        for (const auto& entry : fs::directory_iterator(dir.path())) EXPECT_EQ(entry.path().filename(), "registry");
+    }
+    EXPECT_EQ(fs::status(dir.file("registry")).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
 }
 
 }  // namespace
