@@ -1,11 +1,14 @@
 // decryptFiles: the job behind "Decrypt Now" and the command line's "-d".
 // A wrong password shows itself when the deciphered zip cannot be extracted.
 #include <exception>
+#include <filesystem>
 #include <vector>
 
 #include "clsBlowfish.h"
 #include "container.h"
+#include "file_attributes.h"
 #include "file_list.h"
+#include "folder.h"
 #include "job_lock.h"
 #include "job_support.h"
 #include "platform_utilities.h"
@@ -16,6 +19,8 @@
 namespace morvane {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 using job::fileExistsAt;
 
@@ -46,6 +51,12 @@ std::string notWrittenBecause(UnwrittenMember::Reason reason) {
     return "was not extracted";
 }
 
+std::string noSpaceMessage(const std::string& folder, const std::string& archive, std::uint64_t needed,
+                           std::uint64_t free) {
+    return "There is not enough free space in " + folder + " to decrypt " + archive + ": " + std::to_string(needed) +
+           " bytes are needed and " + std::to_string(free) + " are free. No files have been changed.";
+}
+
 // An extraction failure that is no wrong password, in words of its own.
 std::string extractionFailure(const std::string& archive, const ExtractionReport& report) {
     using Failure = ExtractionReport::Failure;
@@ -56,9 +67,7 @@ std::string extractionFailure(const std::string& archive, const ExtractionReport
         case Failure::CannotWrite:
             return "Unable to write the files of " + archive + ": " + report.detail + "." + unchanged;
         case Failure::NoSpace:
-            return "There is not enough free space in " + report.detail + " to decrypt " + archive + ": " +
-                   std::to_string(report.bytesNeeded) + " bytes are needed and " + std::to_string(report.bytesFree) +
-                   " are free." + unchanged;
+            return noSpaceMessage(report.detail, archive, report.bytesNeeded, report.bytesFree);
         case Failure::Stopped:
             return "Decrypting " + archive + " was stopped." + unchanged;
         default:
@@ -123,6 +132,18 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         }
         removeLeftovers(folderOf(tempZip));
         deleteFile(tempZip);
+
+        // The deciphered zip needs about the archive's size: a disk without
+        // that room is said to be full, not a wrong password.
+        const std::string tempFolder = folderOf(tempZip).empty() ? std::string(".") : folderOf(tempZip);
+        std::error_code sizeError;
+        const std::uint64_t archiveSize = fs::file_size(fileattr::toPath(path), sizeError);
+        if (const std::optional<std::uint64_t> free = freeSpaceAt(tempFolder);
+            !sizeError && free && archiveSize > *free) {
+            closeStatus(c);
+            job::reportFailure(c, noSpaceMessage(tempFolder, path, archiveSize, *free));
+            return;
+        }
 
         if (!silent) c.status.dispEncStatus(path, "Decrypting " + path + "...");
         // The deciphered zip is read once and deleted: no need to wait for

@@ -115,10 +115,23 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
         if (!job::lockNames(c, locks, {c.run.combinedArchivePath, combinedTempZip}, true)) return;
         removeLeftoversOnce(archiveDir);
         // A job to this archive that was stopped while it removed its
-        // sources is finished first.
-        for (const std::string& source : finishRemoval(removalJournalPath(c.run.combinedArchivePath)))
+        // sources is finished first. When that removed files of this list,
+        // the archive already holds them: it is kept as it is rather than
+        // made again without them.
+        std::string alreadyHeld;
+        for (const std::string& source : finishRemoval(removalJournalPath(c.run.combinedArchivePath))) {
             c.log.writeLog(source + " has been removed: it is in " + c.run.combinedArchivePath +
                            ", and the job that encrypted it was stopped before it had removed it.");
+            for (const ListRow& row : w.lstFiles)
+                if (trimBlanks(row.text) == source) alreadyHeld += (alreadyHeld.empty() ? "" : ", ") + source;
+        }
+        if (!alreadyHeld.empty()) {
+            reportFailure(c, c.run.combinedArchivePath + " already holds " + alreadyHeld +
+                                 ": the job that encrypted them was stopped before it had removed them, and they "
+                                 "have now been removed. " +
+                                 c.run.combinedArchivePath + " has been kept as it is.");
+            return;
+        }
         deleteFile(combinedTempZip);
     }
 

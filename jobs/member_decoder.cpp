@@ -179,6 +179,8 @@ MemberStatus MemberDecoder::decodeWithLibzip(std::size_t index,
                                              const std::function<bool(std::span<const std::uint8_t>)>& out,
                                              const std::function<bool()>& stop, std::string& detail) {
     const ZipEntry& entry = reader_.entries()[index];
+    std::uint64_t dataOffset = 0;
+    if (!reader_.headerMatches(entry, dataOffset, detail)) return MemberStatus::Damaged;
     if (!libzipTried_) {
         libzipTried_ = true;
         int error = 0;

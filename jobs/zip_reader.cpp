@@ -215,14 +215,31 @@ std::unique_ptr<ZipReader> ZipReader::open(const std::string& path, std::string&
     return reader;
 }
 
-bool ZipReader::readStored(const ZipEntry& entry, const std::function<bool(std::span<const std::uint8_t>)>& sink,
-                           std::string& error) {
+bool ZipReader::headerMatches(const ZipEntry& entry, std::uint64_t& dataOffset, std::string& error) const {
     std::uint8_t header[kLocalHeaderBytes];
     if (!readAt(entry.localHeaderOffset, header, sizeof header) || u32(header) != kLocalHeader) {
         error = "the header of " + entry.name + " is damaged";
         return false;
     }
-    std::uint64_t offset = entry.localHeaderOffset + kLocalHeaderBytes + u16(header + 26) + u16(header + 28);
+    // The member's own header names it as the directory does: a name changed
+    // in one of them is damage, not another file.
+    const std::size_t nameLength = u16(header + 26);
+    std::string localName(nameLength, '\0');
+    if (nameLength != entry.name.size() ||
+        !readAt(entry.localHeaderOffset + kLocalHeaderBytes, reinterpret_cast<std::uint8_t*>(localName.data()),
+                nameLength) ||
+        localName != entry.name) {
+        error = "the header of " + entry.name + " names another file than the archive's directory";
+        return false;
+    }
+    dataOffset = entry.localHeaderOffset + kLocalHeaderBytes + nameLength + u16(header + 28);
+    return true;
+}
+
+bool ZipReader::readStored(const ZipEntry& entry, const std::function<bool(std::span<const std::uint8_t>)>& sink,
+                           std::string& error) {
+    std::uint64_t offset = 0;
+    if (!headerMatches(entry, offset, error)) return false;
     std::uint64_t left = entry.compressedSize;
     if (offset > fileSize_ || left > fileSize_ - offset) {
         error = "the archive ends before the end of " + entry.name;

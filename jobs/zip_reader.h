@@ -59,6 +59,10 @@ public:
     bool readStored(const ZipEntry& entry, const std::function<bool(std::span<const std::uint8_t>)>& sink,
                     std::string& error);
 
+    // Whether the member's own header is there and names it as the directory
+    // does; `dataOffset` then tells where its stored bytes begin.
+    bool headerMatches(const ZipEntry& entry, std::uint64_t& dataOffset, std::string& error) const;
+
 private:
     ZipReader() = default;
     bool readAt(std::uint64_t offset, std::uint8_t* data, std::size_t length) const;

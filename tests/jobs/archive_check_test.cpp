@@ -88,12 +88,10 @@ TEST_F(ArchiveCheck, ABitFlippedAnywhereIsFound) {
     // The directory and end records, byte by byte.
     for (std::size_t at = whole.size() - 400; at < whole.size(); ++at) places.push_back(at);
     for (const std::size_t at : places) {
-        for (const int bit : {0x01, 0x80}) {
-            std::string damaged = whole;
-            damaged[at] = static_cast<char>(damaged[at] ^ bit);
-            writeFile(archive, damaged);
-            EXPECT_NE(check(packed), "") << at;
-        }
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ (1 << (at % 8)));
+        writeFile(archive, damaged);
+        EXPECT_NE(check(packed), "") << at;
     }
 }
 
