@@ -22,8 +22,8 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
-FileHandle openFile(const std::string& path, bool forWriting) {
-    FileHandle file(fileattr::openFile(path, forWriting ? "wb" : "rb"));
+FileHandle openForReading(const std::string& path) {
+    FileHandle file(fileattr::openFile(path, "rb"));
     // The chunks are already large; a second buffer would only copy them.
     if (file) std::setvbuf(file.get(), nullptr, _IONBF, 0);
     return file;
@@ -82,7 +82,7 @@ private:
 // Opens the input and reads its length.
 FileHandle openInput(const std::string& inFile, std::uint64_t& length, std::string& error) {
     errno = 0;
-    FileHandle input = openFile(inFile, false);
+    FileHandle input = openForReading(inFile);
     if (!input) {
         error = systemError(errno);
         return input;

@@ -7,28 +7,15 @@
 #include <optional>
 
 #include "winzip_aes_reader.h"
+#include "zip_format.h"
 
 namespace morvane {
 
 namespace {
 
-constexpr std::uint32_t kLocalHeader = 0x04034B50;
-constexpr std::uint32_t kCentralHeader = 0x02014B50;
-constexpr std::uint32_t kEndRecord = 0x06054B50;
-constexpr std::uint32_t kZip64EndRecord = 0x06064B50;
-constexpr std::size_t kLocalHeaderBytes = 30;
-constexpr std::size_t kCentralHeaderBytes = 46;
-constexpr std::size_t kEndRecordBytes = 22;
-constexpr std::uint16_t kMadeBy = (3 << 8) | 63;  // on Unix, by a 6.3 writer
-constexpr std::uint16_t kWinZipAes = 99;
-constexpr std::uint16_t kDeflated = 8;
+using namespace zipformat;
 
-std::uint16_t u16(const std::uint8_t* p) { return static_cast<std::uint16_t>(p[0] | (p[1] << 8)); }
-std::uint32_t u32(const std::uint8_t* p) {
-    return static_cast<std::uint32_t>(p[0]) | (static_cast<std::uint32_t>(p[1]) << 8) |
-           (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[3]) << 24);
-}
-std::uint64_t u64(const std::uint8_t* p) { return u32(p) | (static_cast<std::uint64_t>(u32(p + 4)) << 32); }
+constexpr std::uint16_t kMadeBy = (kMadeOnUnix << 8) | 63;  // on Unix, by a 6.3 writer
 
 // The zip inside the archive, walked as its bytes come, in order: each local
 // header, name and fields, the member's data through the WinZip AES reader,

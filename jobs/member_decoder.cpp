@@ -7,14 +7,15 @@
 
 #include "secure_wipe.h"
 #include "winzip_aes_reader.h"
+#include "zip_format.h"
 
 namespace morvane {
 
 namespace {
 
-constexpr std::uint16_t kStored = 0;
-constexpr std::uint16_t kDeflated = 8;
-constexpr std::uint16_t kWinZipAes = 99;
+using zipformat::kDeflated;
+using zipformat::kStored;
+using zipformat::kWinZipAes;
 
 // What comes out of a member, held to the member's recorded size.
 class SizedOutput {
@@ -119,6 +120,16 @@ MemberStatus MemberDecoder::decode(std::size_t index, const std::function<bool(s
     };
     std::string readError;
     bool stopped = false;
+    // The member's stored bytes, piece by piece, until `take` or `stop` says stop.
+    const auto readStored = [&](const std::function<bool(std::span<const std::uint8_t>)>& take) {
+        return reader_.readStored(
+            entry,
+            [&](std::span<const std::uint8_t> raw) {
+                stopped = stop && stop();
+                return !stopped && take(raw);
+            },
+            readError);
+    };
 
     if (aes) {
         if (password_.empty()) {
@@ -128,17 +139,10 @@ MemberStatus MemberDecoder::decode(std::size_t index, const std::function<bool(s
         WinZipAesReader aesReader(entry.aesStrength, password_, entry.compressedSize, method == kDeflated, entry.crc);
         const auto emit = [&sized](std::span<const std::uint8_t> bytes) { return sized(bytes); };
         WinZipAesReader::Status status = WinZipAesReader::Status::Ok;
-        const bool read = reader_.readStored(
-            entry,
-            [&](std::span<const std::uint8_t> raw) {
-                if (stop && stop()) {
-                    stopped = true;
-                    return false;
-                }
-                status = aesReader.feed(raw, emit);
-                return status == WinZipAesReader::Status::Ok;
-            },
-            readError);
+        const bool read = readStored([&](std::span<const std::uint8_t> raw) {
+            status = aesReader.feed(raw, emit);
+            return status == WinZipAesReader::Status::Ok;
+        });
         if (stopped) return MemberStatus::Stopped;
         if (status == WinZipAesReader::Status::WrongPassword) {
             detail = "the password does not open " + entry.name;
@@ -151,17 +155,10 @@ MemberStatus MemberDecoder::decode(std::size_t index, const std::function<bool(s
     } else {
         Inflater inflater;
         bool dataOk = true;
-        const bool read = reader_.readStored(
-            entry,
-            [&](std::span<const std::uint8_t> raw) {
-                if (stop && stop()) {
-                    stopped = true;
-                    return false;
-                }
-                dataOk = method == kStored ? sized(raw) : inflater.feed(raw, sized);
-                return dataOk;
-            },
-            readError);
+        const bool read = readStored([&](std::span<const std::uint8_t> raw) {
+            dataOk = method == kStored ? sized(raw) : inflater.feed(raw, sized);
+            return dataOk;
+        });
         if (stopped) return MemberStatus::Stopped;
         if (const MemberStatus s = outputStatus(sized, entry, detail); s != MemberStatus::Ok) return s;
         if (!read && !readError.empty()) return damaged(readError);

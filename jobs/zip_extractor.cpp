@@ -115,6 +115,16 @@ bool Extraction::openDestination() {
 
 bool Extraction::plan(const ZipReader& reader) {
     const std::vector<ZipEntry>& entries = reader.entries();
+    // Every entry, a folder too, is named by its own header as by the
+    // directory: a name changed in one of them is damage, whatever the member
+    // turns out to be.
+    for (const ZipEntry& e : entries) {
+        std::uint64_t dataOffset = 0;
+        std::string error;
+        if (!reader.headerMatches(e, dataOffset, error)) return fail(Failure::Damaged, error);
+        if (e.isFolder() && (e.size != 0 || e.compressedSize > (e.encrypted() ? 64u : 2u)))
+            return fail(Failure::Damaged, e.name + " is a folder that holds data");
+    }
     const unsigned defaultMode = defaultFileMode();
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const ZipEntry& e = entries[i];

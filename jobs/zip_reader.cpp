@@ -6,6 +6,7 @@
 
 #include "file_attributes.h"
 #include "safe_file.h"
+#include "zip_format.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -20,22 +21,7 @@ namespace morvane {
 
 namespace {
 
-constexpr std::uint32_t kLocalHeader = 0x04034B50;
-constexpr std::uint32_t kCentralHeader = 0x02014B50;
-constexpr std::uint32_t kEndRecord = 0x06054B50;
-constexpr std::uint32_t kZip64EndRecord = 0x06064B50;
-constexpr std::uint32_t kZip64Locator = 0x07064B50;
-constexpr std::size_t kEndRecordBytes = 22;
-constexpr std::size_t kCentralHeaderBytes = 46;
-constexpr std::size_t kLocalHeaderBytes = 30;
-constexpr std::uint16_t kMadeOnUnix = 3;
-
-std::uint16_t u16(const std::uint8_t* p) { return static_cast<std::uint16_t>(p[0] | (p[1] << 8)); }
-std::uint32_t u32(const std::uint8_t* p) {
-    return static_cast<std::uint32_t>(p[0]) | (static_cast<std::uint32_t>(p[1]) << 8) |
-           (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[3]) << 24);
-}
-std::uint64_t u64(const std::uint8_t* p) { return u32(p) | (static_cast<std::uint64_t>(u32(p + 4)) << 32); }
+using namespace zipformat;
 
 // Reads the extra fields of a directory entry: zip64 sizes and offset, the
 // WinZip AES field, the extended timestamp.

@@ -9,4 +9,5 @@ cmake -S "$ROOT" -B "$ROOT/build-sanitize" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDe
   -DMORVANE_SANITIZE=ON -DMORVANE_TOOLKIT_FREE_ONLY=ON -DMORVANE_BENCH=OFF >/dev/null
 cmake --build "$ROOT/build-sanitize" -j2
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  LSAN_OPTIONS="suppressions=$ROOT/scripts/lsan-suppressions.txt" \
   ctest --test-dir "$ROOT/build-sanitize" --output-on-failure -j2

@@ -1,11 +1,13 @@
 #include "safe_file.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 
 #include "failure_points.h"
 #include "file_attributes.h"
@@ -61,14 +63,20 @@ std::string systemErrorText(int error) { return std::strerror(error != 0 ? error
 
 // --- Single operations -------------------------------------------------------
 
-bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
+namespace {
+
+// Writes every byte, at the file's position or (when `offset` is given) at
+// that offset, going on after short writes and interruptions.
+bool writeEveryByte(int descriptor, std::span<const std::uint8_t> bytes, std::optional<std::uint64_t> offset) {
     if (injected(FileOperation::Write)) return false;
     while (!bytes.empty()) {
 #ifdef _WIN32
-        const int chunk = static_cast<int>(std::min<std::size_t>(bytes.size(), 1 << 30));
-        const int written = ::_write(descriptor, bytes.data(), static_cast<unsigned>(chunk));
+        if (offset && ::_lseeki64(descriptor, static_cast<__int64>(*offset), SEEK_SET) < 0) return false;
+        const int written =
+            ::_write(descriptor, bytes.data(), static_cast<unsigned>(std::min<std::size_t>(bytes.size(), 1 << 30)));
 #else
-        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        const ssize_t written = offset ? ::pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(*offset))
+                                       : ::write(descriptor, bytes.data(), bytes.size());
 #endif
         if (written < 0) {
             if (errno == EINTR) continue;
@@ -79,31 +87,19 @@ bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
             return false;
         }
         bytes = bytes.subspan(static_cast<std::size_t>(written));
+        if (offset) *offset += static_cast<std::uint64_t>(written);
     }
     return true;
 }
 
+}  // namespace
+
+bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
+    return writeEveryByte(descriptor, bytes, std::nullopt);
+}
+
 bool writeAllAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes) {
-    if (injected(FileOperation::Write)) return false;
-    while (!bytes.empty()) {
-#ifdef _WIN32
-        if (::_lseeki64(descriptor, static_cast<__int64>(offset), SEEK_SET) < 0) return false;
-        const int written = ::_write(descriptor, bytes.data(), static_cast<unsigned>(bytes.size()));
-#else
-        const ssize_t written = ::pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-#endif
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        if (written == 0) {
-            errno = ENOSPC;
-            return false;
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-        offset += static_cast<std::uint64_t>(written);
-    }
-    return true;
+    return writeEveryByte(descriptor, bytes, offset);
 }
 
 bool flushFile(int descriptor) {

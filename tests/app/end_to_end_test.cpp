@@ -18,6 +18,7 @@
 
 #include "activity_log.h"
 #include "password_database.h"
+#include "program_launch.h"
 #include "settings_store.h"
 #include "temp_directory.h"
 
@@ -130,30 +131,10 @@ protected:
 
     Outcome run(const std::vector<std::string>& args) {
         const std::string errFile = dir + "/stderr.txt";
-        const std::string outFile = dir + "/stdout.txt";
-        std::vector<std::string> environment = {"XDG_CONFIG_HOME=" + configHome, "XDG_DATA_HOME=" + dataHome,
-                                                "HOME=" + home, "LC_ALL=C"};
-        for (const char* name : {"PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"})
-            if (const char* value = std::getenv(name)) environment.push_back(std::string(name) + "=" + value);
-        std::vector<char*> argv{const_cast<char*>(program.c_str())};
-        for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        std::vector<char*> envp;
-        for (std::string& entry : environment) envp.push_back(entry.data());
-        envp.push_back(nullptr);
-
         Outcome outcome;
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const int in = ::open("/dev/null", O_RDONLY);
-            const int out = ::open(outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            const int err = ::open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            if (in < 0 || out < 0 || err < 0 || ::dup2(in, 0) < 0 || ::dup2(out, 1) < 0 || ::dup2(err, 2) < 0 ||
-                ::chdir(work.c_str()) != 0)
-                ::_exit(126);
-            ::execve(program.c_str(), argv.data(), envp.data());
-            ::_exit(127);
-        }
+        const pid_t child = morvane::testing::startProgram(
+            program, args, morvane::testing::programEnvironment(configHome, dataHome, home), work, dir + "/stdout.txt",
+            errFile);
         if (child < 0) {
             ADD_FAILURE() << "fork failed";
             return outcome;

@@ -34,6 +34,7 @@
 #include "child_process.h"
 #include "clsBlowfish.h"
 #include "container.h"
+#include "program_launch.h"
 #include "temp_directory.h"
 
 namespace {
@@ -378,30 +379,10 @@ protected:
         Child child;
         child.args = args;
         child.errFile = dir + "/stderr" + std::to_string(++children) + ".txt";
-        const std::string outFile = dir + "/stdout.txt";
-        std::vector<std::string> environment = {"XDG_CONFIG_HOME=" + configHome, "XDG_DATA_HOME=" + dataHome,
-                                                "HOME=" + home, "LC_ALL=C"};
-        for (const char* name : {"PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"})
-            if (const char* value = std::getenv(name)) environment.push_back(std::string(name) + "=" + value);
-        std::vector<char*> argv{const_cast<char*>(program.c_str())};
-        for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        std::vector<char*> envp;
-        for (std::string& entry : environment) envp.push_back(entry.data());
-        envp.push_back(nullptr);
-
         child.started = Clock::now();
-        child.pid = ::fork();
-        if (child.pid == 0) {
-            const int in = ::open("/dev/null", O_RDONLY);
-            const int out = ::open(outFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-            const int err = ::open(child.errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-            if (in < 0 || out < 0 || err < 0 || ::dup2(in, 0) < 0 || ::dup2(out, 1) < 0 || ::dup2(err, 2) < 0 ||
-                ::chdir(work.c_str()) != 0)
-                ::_exit(126);
-            ::execve(program.c_str(), argv.data(), envp.data());
-            ::_exit(127);
-        }
+        child.pid = morvane::testing::startProgram(program, args,
+                                                   morvane::testing::programEnvironment(configHome, dataHome, home),
+                                                   work, dir + "/stdout.txt", child.errFile);
         if (child.pid < 0) ADD_FAILURE() << "fork failed";
         return child;
     }
@@ -1108,7 +1089,7 @@ protected:
     const std::string area = dir + "/dmg";
     const std::string archive = area + "/arch/t.enz";
     const std::string out = area + "/out";
-    const Tree members = {{"a.txt", words(1200, 21)}, {"b.bin", noise(700, 22)}};
+    const Tree members = {{"a.txt", words(500, 21)}, {"b.bin", noise(300, 22)}};
     const Tree existing = {{"a.txt", "the user's own a.txt"}, {"b.bin", "the user's own b.bin"}};
     std::string good;
 
@@ -1363,8 +1344,11 @@ TEST_F(NothingLostLog, LongLogIsArchivedWithEveryLine) {
 }
 
 TEST_F(NothingLostLog, FullDiskNeverCostsAnOldLineOrLeavesHalfALine) {
+    // Room for the program itself (a sanitizer build is large) and the logs.
     SmallDisk disk;
-    if (!disk.mount(dir + "/progdisk", "4m")) GTEST_FAIL() << "needs root to mount a small tmpfs: " << disk.error();
+    const std::uintmax_t programBytes = fs::file_size(builtProgram());
+    const std::string size = std::to_string(programBytes / (1 << 20) + 8) + "m";
+    if (!disk.mount(dir + "/progdisk", size)) GTEST_FAIL() << "needs root to mount a small tmpfs: " << disk.error();
     installProgram(disk.path());
 
     // Whole lines only: the file is empty or ends with a line break, and

@@ -16,6 +16,7 @@
 
 #include "clsBlowfish.h"
 #include "file_attributes.h"
+#include "scratch_directory.h"
 
 namespace {
 
@@ -25,31 +26,8 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr const char* kKey = "correct horse battery";
 
-class ScratchDir {
-public:
-    ScratchDir() {
-        static std::atomic<unsigned> counter{0};
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        std::string name = info->name();  // "Case/3" for parameterised tests
-        for (char& ch : name)
-            if (ch == '/') ch = '_';
-        path_ = fs::temp_directory_path() /
-                ("morvane-filecipher-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + "-" + name);
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    std::string path(const std::string& name) const { return (path_ / name).string(); }
-    const fs::path& root() const { return path_; }
-
-private:
-    fs::path path_;
+struct ScratchDir : morvane::testing::ScratchDirectory {
+    ScratchDir() : ScratchDirectory("filecipher") {}
 };
 
 void writeBytes(const std::string& path, const Bytes& bytes) {
@@ -134,14 +112,8 @@ struct Recorder {
     }
 };
 
-bool ownerMayWrite(const std::string& path) {
-    return (fs::status(path).permissions() & fs::perms::owner_write) != fs::perms::none;
-}
-
-void removeOwnerWrite(const std::string& path) {
-    fs::permissions(path, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
-                    fs::perm_options::remove);
-}
+using morvane::testing::ownerMayWrite;
+using morvane::testing::removeOwnerWrite;
 
 // ---------------------------------------------------------------------------
 // Lengths and layout

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "clsBlowfish.h"
+#include "scratch_directory.h"
 
 namespace {
 
@@ -28,30 +29,8 @@ constexpr const char* kKey = "streaming key";
 constexpr const char* kWrongKey = "streaming kex";
 constexpr std::size_t kChunk = clsBlowfish::kFileChunkBytes;
 
-class ScratchDir {
-public:
-    ScratchDir() {
-        static std::atomic<unsigned> counter{0};
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        std::string name = info->name();  // "Case/3" for parameterised tests
-        for (char& ch : name)
-            if (ch == '/') ch = '_';
-        path_ = fs::temp_directory_path() /
-                ("morvane-stream-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + "-" + name);
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    std::string path(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    fs::path path_;
+struct ScratchDir : morvane::testing::ScratchDirectory {
+    ScratchDir() : ScratchDirectory("stream") {}
 };
 
 void writeBytes(const std::string& path, const Bytes& bytes) {

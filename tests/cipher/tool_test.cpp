@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "clsBlowfish.h"
+#include "scratch_directory.h"
 
 namespace {
 
@@ -27,30 +28,8 @@ const std::string kEAcuteUtf8 = "\xC3\xA9", kEAcuteCp = "\xE9";
 const std::string kYDiaeresisUtf8 = "\xC3\xBF", kYDiaeresisCp = "\xFF";
 const std::string kAMacronUtf8 = "\xC4\x81";  // not in Windows-1252
 
-class ScratchDir {
-public:
-    ScratchDir() {
-        static std::atomic<unsigned> counter{0};
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        std::string name = info->name();  // "Case/3" for parameterised tests
-        for (char& ch : name)
-            if (ch == '/') ch = '_';
-        path_ = fs::temp_directory_path() /
-                ("morvane-tool-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + "-" + name);
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    std::string path(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    fs::path path_;
+struct ScratchDir : morvane::testing::ScratchDirectory {
+    ScratchDir() : ScratchDirectory("tool") {}
 };
 
 void writeText(const std::string& path, const std::string& content) {

@@ -10,6 +10,7 @@
 
 #include "clsBlowfish.h"
 #include "container.h"
+#include "job_harness.h"
 #include "libzip_component.h"
 #include "temp_directory.h"
 
@@ -25,17 +26,7 @@ using morvane::testing::writeFile;
 
 const std::string kKey = "check me";
 
-std::string noise(std::size_t size, unsigned seed) {
-    std::string text(size, '\0');
-    std::uint32_t x = 0x2545F491u ^ seed;
-    for (char& c : text) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        c = static_cast<char>(x >> 24);
-    }
-    return text;
-}
+std::string noise(std::size_t size, unsigned seed) { return morvane::jobtest::noiseOfSize(size, seed); }
 
 class ArchiveCheck : public ::testing::Test {
 protected:

@@ -30,6 +30,17 @@ using morvane::testing::readFile;
 using morvane::testing::TempDirectory;
 using morvane::testing::writeFile;
 
+// Fills the window for one combined archive of `sources` at `archive`,
+// with "remove source" when asked.
+void combinedJob(Harness& h, const std::vector<std::string>& sources, const std::string& archive, bool removeSource,
+                 const std::string& password) {
+    h.list(sources);
+    h.setPassword(password);
+    h.window.chkCreateOneZip = true;
+    h.window.chkDelAfterEnc = removeSource;
+    h.run.combinedArchivePath = archive;
+}
+
 // What a folder holds: each file's content, each folder as "folder".
 std::map<std::string, std::string> contentsOf(const fs::path& root) {
     std::map<std::string, std::string> seen;
@@ -127,11 +138,7 @@ TEST(NothingLostEncrypt, ACombinedArchiveThatDoesNotReadBackDeletesNoSource) {
     writeFile(dir.file("big.bin"), noiseOfSize(3 << 20));
     writeFile(dir.file("all.enz"), "an archive made before");
     Harness h(dir);
-    h.list({dir.file("a.txt"), dir.file("big.bin")});
-    h.setPassword("pw");
-    h.window.chkCreateOneZip = true;
-    h.window.chkDelAfterEnc = true;
-    h.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(h, {dir.file("a.txt"), dir.file("big.bin")}, dir.file("all.enz"), true, "pw");
     damageWhileReadBack(h, dir.str());
     h.encrypt();
 
@@ -162,11 +169,7 @@ TEST(NothingLostEncrypt, SourcesGoOnlyAfterTheArchiveIsInPlaceAndAllOfThemThen) 
     TempDirectory dir("lost-order");
     for (const char* name : {"a.txt", "b.txt", "c.txt"}) writeFile(dir.file(name), std::string(name) + " content");
     Harness h(dir);
-    h.list({dir.file("a.txt"), dir.file("b.txt"), dir.file("c.txt")});
-    h.setPassword("pw");
-    h.window.chkCreateOneZip = true;
-    h.window.chkDelAfterEnc = true;
-    h.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(h, {dir.file("a.txt"), dir.file("b.txt"), dir.file("c.txt")}, dir.file("all.enz"), true, "pw");
     // Whenever the window gets to run, no source may be gone while the
     // archive is not in place.
     bool lostEarly = false;
@@ -192,11 +195,7 @@ TEST(NothingLostEncrypt, ASkippedLastEntryStillGivesTheArchiveOfTheOthers) {
     writeFile(dir.file("old.enz"), "an archive");
     Harness h(dir);
     h.run.commandLineRun = true;
-    h.list({dir.file("a.txt"), dir.file("b.txt"), dir.file("old.enz")});
-    h.setPassword("pw");
-    h.window.chkCreateOneZip = true;
-    h.window.chkDelAfterEnc = true;
-    h.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(h, {dir.file("a.txt"), dir.file("b.txt"), dir.file("old.enz")}, dir.file("all.enz"), true, "pw");
     h.encrypt();
     EXPECT_FALSE(fs::exists(dir.file("a.txt")));
     EXPECT_FALSE(fs::exists(dir.file("b.txt")));
@@ -235,11 +234,7 @@ TEST(NothingLostEncrypt, AnInterruptedRemovalIsFinishedBeforeTheArchiveIsWritten
     // and c.txt would make an archive without it.
     Harness again(dir);
     again.run.commandLineRun = true;
-    again.list({dir.file("b.txt"), dir.file("c.txt")});
-    again.setPassword("pw");
-    again.window.chkCreateOneZip = true;
-    again.window.chkDelAfterEnc = true;
-    again.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(again, {dir.file("b.txt"), dir.file("c.txt")}, dir.file("all.enz"), true, "pw");
     again.encrypt();
     EXPECT_EQ(readFile(dir.file("all.enz")), archive);
     EXPECT_FALSE(fs::exists(dir.file("b.txt")));
@@ -263,11 +258,7 @@ TEST(NothingLostEncrypt, NoRecordOfARemovalIsLeftWhenItEnds) {
     TempDirectory dir("lost-removal-record");
     writeFile(dir.file("a.txt"), "alpha");
     Harness h(dir);
-    h.list({dir.file("a.txt")});
-    h.setPassword("pw");
-    h.window.chkCreateOneZip = true;
-    h.window.chkDelAfterEnc = true;
-    h.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(h, {dir.file("a.txt")}, dir.file("all.enz"), true, "pw");
     h.encrypt();
     EXPECT_FALSE(fs::exists(dir.file("a.txt")));
     EXPECT_FALSE(fs::exists(morvane::removalJournalPath(dir.file("all.enz"))));
@@ -282,11 +273,7 @@ TEST(NothingLostEncrypt, ARefusedCombinedRunLeavesNothingTheNextJobAddsTo) {
     writeFile(dir.file(".hidden"), "hidden");
     writeFile(dir.file("b.txt"), "second job's file");
     Harness h(dir);
-    h.list({dir.file("a.txt"), dir.file(".hidden")});
-    h.setPassword("first");
-    h.window.chkCreateOneZip = true;
-    h.window.chkDelAfterEnc = true;
-    h.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(h, {dir.file("a.txt"), dir.file(".hidden")}, dir.file("all.enz"), true, "first");
     h.encrypt();
     ASSERT_TRUE(anyMessageContains(h, " is a hidden file."));
     EXPECT_EQ(readFile(dir.file("a.txt")), "first job's file");
@@ -408,11 +395,7 @@ TEST(NothingLostNames, NamesTheExtractorWouldRefuseAreRefusedBeforeAnythingIsPac
         SCOPED_TRACE(name);
         writeFile(dir.file(name), "odd");
         Harness h(dir);
-        h.list({dir.file("fine.txt"), dir.file(name)});
-        h.setPassword("pw");
-        h.window.chkCreateOneZip = true;
-        h.window.chkDelAfterEnc = true;
-        h.run.combinedArchivePath = dir.file("all.enz");
+        combinedJob(h, {dir.file("fine.txt"), dir.file(name)}, dir.file("all.enz"), true, "pw");
         h.encrypt();
         ASSERT_EQ(h.ui.messages.size(), 1u);
         EXPECT_EQ(h.ui.messages[0].text, dir.file(name) + " cannot be encrypted: its name " + why +
@@ -464,11 +447,7 @@ TEST(NothingLostLocks, AnArchiveAnotherJobWritesIsRefusedAndNothingIsTouched) {
     ASSERT_EQ(other.lock(dir.file("all.enz"), std::chrono::milliseconds(0)), morvane::JobLocks::Outcome::Free);
     Harness h(dir);
     h.run.jobLockWaitMs = 100;
-    h.list({dir.file("a.txt")});
-    h.setPassword("pw");
-    h.window.chkCreateOneZip = true;
-    h.window.chkDelAfterEnc = true;
-    h.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(h, {dir.file("a.txt")}, dir.file("all.enz"), true, "pw");
     h.encrypt();
     ASSERT_EQ(h.ui.messages.size(), 1u);
     EXPECT_EQ(h.ui.messages[0].text, dir.file("all.enz") +
@@ -572,10 +551,7 @@ TEST(NothingLostDecrypt, ADamagedArchiveChangesNoExistingFile) {
     writeFile(dir.file("src/a.txt"), noiseOfSize(200000, 1));
     writeFile(dir.file("src/b.txt"), noiseOfSize(200000, 2));
     Harness maker(dir);
-    maker.list({dir.file("src/a.txt"), dir.file("src/b.txt")});
-    maker.setPassword("pw");
-    maker.window.chkCreateOneZip = true;
-    maker.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(maker, {dir.file("src/a.txt"), dir.file("src/b.txt")}, dir.file("all.enz"), false, "pw");
     maker.encrypt();
     std::string bytes = readFile(dir.file("all.enz"));
     bytes[bytes.size() - 3000] = static_cast<char>(bytes[bytes.size() - 3000] ^ 0x20);  // in b.txt
@@ -643,11 +619,7 @@ TEST(NothingLostModes, ArchivesAreOwnerOnlyAndFilesComeBackWithTheirModes) {
     ::chmod(dir.file("key").c_str(), 0600);
     ::chmod(dir.file("run.sh").c_str(), 0755);
     Harness h(dir);
-    h.list({dir.file("key"), dir.file("run.sh")});
-    h.setPassword("pw");
-    h.window.chkCreateOneZip = true;
-    h.window.chkDelAfterEnc = true;
-    h.run.combinedArchivePath = dir.file("all.enz");
+    combinedJob(h, {dir.file("key"), dir.file("run.sh")}, dir.file("all.enz"), true, "pw");
     h.encrypt();
     ASSERT_TRUE(fs::exists(dir.file("all.enz")));
     EXPECT_EQ(modeOf(dir.file("all.enz")), 0600u);

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "failure_points.h"
+#include "job_harness.h"
 #include "libzip_component.h"
 #include "temp_directory.h"
 #include "zip_reader.h"
@@ -43,17 +44,7 @@ struct Member {
     unsigned mode = 0644;
 };
 
-std::string noise(std::size_t size, unsigned seed) {
-    std::string text(size, '\0');
-    std::uint32_t x = 0x9E3779B9u ^ seed;
-    for (char& c : text) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        c = static_cast<char>(x >> 24);
-    }
-    return text;
-}
+std::string noise(std::size_t size, unsigned seed) { return morvane::jobtest::noiseOfSize(size, seed); }
 
 // An archive of the members as the program packs them (WinZip AES, deflate),
 // each from a source file with the member's permission bits.
@@ -151,6 +142,27 @@ TEST_F(ZipExtractor, ADamagedMemberChangesNothingThatExisted) {
     EXPECT_NE(report.detail.find("c.log"), std::string::npos) << report.detail;
     EXPECT_TRUE(report.written.empty());
     EXPECT_EQ(snapshot(out), before);
+}
+
+// A name changed in the archive's directory (a bit flipped on the disk) is
+// damage, even when it turns a file into a folder: never a member under
+// another name, nor a folder in a file's place.
+TEST_F(ZipExtractor, ANameChangedInTheDirectoryIsDamage) {
+    makeZip(dir, zip, {{"a.txt", "alpha"}, {"b.bin", noise(700, 8)}});
+    const std::string whole = readFile(zip);
+    const std::size_t second = whole.rfind("b.bin");  // in the directory, after the members' own headers
+    ASSERT_GT(second, centralDirectoryOf(whole));
+    for (const char changed : {'c', '/'}) {
+        SCOPED_TRACE(changed);
+        std::string bytes = whole;
+        bytes[second + 4] = changed;  // "b.bic", or the folder "b.bi/"
+        writeFile(zip, bytes);
+        existingFiles();
+        const auto before = snapshot(out);
+        const ExtractionReport report = extract(zip, out);
+        EXPECT_EQ(report.failure, Failure::Damaged) << report.detail;
+        EXPECT_EQ(snapshot(out), before);
+    }
 }
 
 TEST_F(ZipExtractor, AWrongPasswordChangesNothing) {

@@ -10,56 +10,19 @@
 #include <fstream>
 #include <string>
 
+#include "scratch_directory.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 namespace fileattr = morvane::fileattr;
 
-// A fresh directory per test, removed with everything in it afterwards.
-class ScratchDir {
-public:
-    ScratchDir() {
-        static std::atomic<unsigned> counter{0};
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        std::string name = info->name();  // "Case/3" for parameterised tests
-        for (char& ch : name)
-            if (ch == '/') ch = '_';
-        path_ = fs::temp_directory_path() /
-                ("morvane-attr-" + std::to_string(::getpid()) + "-" + std::to_string(counter++) + "-" + name);
-        fs::remove_all(path_);
-        fs::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    std::string file(const std::string& name, const std::string& content = "content") const {
-        const fs::path p = path_ / name;
-        std::ofstream(p, std::ios::binary) << content;
-        return p.string();
-    }
-    std::string dir(const std::string& name) const {
-        const fs::path p = path_ / name;
-        fs::create_directories(p);
-        return p.string();
-    }
-    std::string path(const std::string& name) const { return (path_ / name).string(); }
-
-private:
-    fs::path path_;
+struct ScratchDir : morvane::testing::ScratchDirectory {
+    ScratchDir() : ScratchDirectory("attr") {}
 };
 
-void removeOwnerWrite(const std::string& path) {
-    fs::permissions(path, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
-                    fs::perm_options::remove);
-}
-
-bool ownerMayWrite(const std::string& path) {
-    return (fs::status(path).permissions() & fs::perms::owner_write) != fs::perms::none;
-}
+using morvane::testing::ownerMayWrite;
+using morvane::testing::removeOwnerWrite;
 
 TEST(FileAttributesWord, RegularFileIsArchiveOnly) {
     ScratchDir d;
