@@ -25,6 +25,7 @@ TARGETS=(
   "fuzz_command_line 4096"
   "fuzz_password_database 16384"
   "fuzz_winzip_aes_reader 300000"
+  "fuzz_zip_extraction 70000"
 )
 
 "$ROOT/scripts/install-packages.sh" clang libclang-rt-14-dev cmake ninja-build
