@@ -7,6 +7,8 @@
 
 #include "file_attributes.h"
 #include "file_list.h"
+#include "job_lock.h"
+#include "job_support.h"
 #include "program_directory.h"
 #include "text_case.h"
 #include "text_trim.h"
@@ -256,6 +258,14 @@ int runJobOfCommandLine(const std::string& commandLine, JobContext& job, Passwor
         w.txtCombZipFile = archive;
         run.combinedArchivePath = archive;
         w.chkDelAfterEnc = options.find('d') != std::string::npos;
+        // An earlier job to this archive that was stopped while it removed
+        // its sources is finished before the sources are looked for: the
+        // archive holds the ones it removes.
+        // Another job to the archive, running or just ended, refuses this one
+        // here as the encrypt job itself would.
+        JobLocks locks;
+        if (!job::lockNames(job, locks, {archive}, true)) return kExitFailed;
+        finishStoppedRemoval(job, archive);
     } else {
         w.currentTab = kDecryptTab;
         w.chkDecOutputDir = true;

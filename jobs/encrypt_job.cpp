@@ -119,9 +119,7 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
         // the archive already holds them: it is kept as it is rather than
         // made again without them.
         std::string alreadyHeld;
-        for (const std::string& source : finishRemoval(removalJournalPath(c.run.combinedArchivePath))) {
-            c.log.writeLog(source + " has been removed: it is in " + c.run.combinedArchivePath +
-                           ", and the job that encrypted it was stopped before it had removed it.");
+        for (const std::string& source : finishStoppedRemoval(c, c.run.combinedArchivePath)) {
             for (const ListRow& row : w.lstFiles)
                 if (trimBlanks(row.text) == source) alreadyHeld += (alreadyHeld.empty() ? "" : ", ") + source;
         }
@@ -293,6 +291,14 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
 }
 
 }  // namespace
+
+std::vector<std::string> finishStoppedRemoval(JobContext& c, const std::string& archivePath) {
+    std::vector<std::string> removed = finishRemoval(removalJournalPath(archivePath));
+    for (const std::string& source : removed)
+        c.log.writeLog(source + " has been removed: it is in " + archivePath +
+                       ", and the job that encrypted it was stopped before it had removed it.");
+    return removed;
+}
 
 void checkWinDirDelete(JobContext& c) {
     // Without a Windows directory there is nothing to protect.

@@ -2,6 +2,9 @@
 // What the encrypt and decrypt jobs work with: the main window's state, the
 // program-wide run state, the person, the log, the zip component, the
 // recent-files list and the progress window.
+#include <string>
+#include <vector>
+
 #include "activity_log.h"
 #include "main_window_model.h"
 #include "progress_window.h"
@@ -31,6 +34,11 @@ void encryptFiles(JobContext& c);
 
 // decryptFiles: every ".enz" row of the list deciphered and extracted.
 void decryptFiles(JobContext& c);
+
+// Finishes the removal of sources that a job to `archivePath` was stopped
+// in (see removal_journal.h), logging each source removed. The caller holds
+// the job lock on the archive. The sources removed.
+std::vector<std::string> finishStoppedRemoval(JobContext& c, const std::string& archivePath);
 
 // Asks (or, from the command line, refuses) before source files in the
 // Windows directory are deleted after encrypting; may clear chkDelAfterEnc.

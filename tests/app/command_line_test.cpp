@@ -18,6 +18,7 @@
 #include "password_database.h"
 #include "progress_window.h"
 #include "recent_files.h"
+#include "removal_journal.h"
 #include "scripted_user_interface.h"
 #include "temp_directory.h"
 
@@ -851,6 +852,31 @@ TEST_F(CommandLineExitStatus, WrongPasswordIsLoggedWithTheWholeCommandLineButNot
     EXPECT_FALSE(fs::exists(dir + "/output/a.txt"));
     EXPECT_TRUE(namesContaining(dir, "~dec~").empty());
     EXPECT_TRUE(fs::exists(archive));
+}
+
+// A job killed after its last source was removed, before it deleted its
+// record of the removal: the same command again finds no source, and still
+// the record goes, with every source in the archive.
+TEST_F(CommandLineExitStatus, AStoppedRemovalIsFinishedBeforeTheSourcesAreLookedFor) {
+    const std::string archive = dir + "/all.enz";
+    const std::vector<std::string> sources = {source("a.txt", "alpha"), source("b.txt", "beta")};
+    makeArchive(archive, sources, "pw");
+    const std::string record = morvane::removalJournalPath(archive);
+    std::string error;
+    ASSERT_TRUE(morvane::beginRemoval(record, sources, error)) << error;
+    fs::remove(sources[0]);  // the job was stopped after its first deletion
+    const std::string line = "-e -ppw -s" + sources[0] + ", " + sources[1] + " -d" + archive + " -od";
+    EXPECT_EQ(cl.run(line), morvane::kExitFailed);
+    EXPECT_FALSE(fs::exists(sources[1]));
+    EXPECT_FALSE(fs::exists(record));
+    EXPECT_TRUE(openArchive(archive, dir + "/check", "pw"));
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/a.txt"), "alpha");
+    EXPECT_EQ(morvane::testing::readFile(dir + "/check/b.txt"), "beta");
+    const auto lines = cl.logLines();
+    EXPECT_NE(std::find(lines.begin(), lines.end(),
+                        Session::logged(sources[1] + " has been removed: it is in " + archive +
+                                        ", and the job that encrypted it was stopped before it had removed it.")),
+              lines.end());
 }
 
 // A decipher step that fails is not reported in a command-line run, yet the
