@@ -33,6 +33,17 @@ bool isExistingFile(const std::string& path) {
     return fs::is_regular_file(fileattr::toPath(path), ec);
 }
 
+bool isFolder(const std::string& path) {
+    std::error_code ec;
+    return fs::is_directory(fileattr::toPath(path), ec);
+}
+
+// The line for a folder given where files are listed: only files are taken.
+std::string folderNotTaken(const std::string& path, std::string_view jobWord) {
+    return path + " is a folder, not a file. Only files can be " + std::string(jobWord) + ": this folder will not be " +
+           std::string(jobWord) + ".";
+}
+
 // A rejection shown in the usage dialog (and logged, like every rejection).
 int reject(JobContext& job, std::string_view rejection, int status) {
     job.log.writeLog(rejection);
@@ -76,7 +87,13 @@ public:
     void setClipboardText(std::string_view text) override { inner_.setClipboardText(text); }
     void letEventsRun() override { inner_.letEventsRun(); }
     void pause(int milliseconds) override { inner_.pause(milliseconds); }
+    void echoLogLine(std::string_view line) override {
+        ++echoed;
+        inner_.echoLogLine(line);
+    }
+    using UserInterface::showMessage;
     int messages = 0;
+    int echoed = 0;
 
 private:
     UserInterface& inner_;
@@ -160,19 +177,32 @@ CommandLineRequest parseCommandLine(std::string_view commandLine) {
     const bool decrypt = lowered.rfind("-d", 0) == 0;
     const auto lastD = lowered.rfind("-d");
     request.encrypt = !decrypt;
-    // A "-" inside a password or a path splits there too: the elements then
-    // shift, as batch files written for the program expect.
+    // The line splits at every "-" that begins a word: a "-" inside a
+    // password or a path ("-d/out/archive-old") belongs to its value.
     std::vector<std::string> elements;
-    for (std::size_t start = 0;;) {
-        const auto dash = typed.find('-', start);
+    for (std::size_t start = 0, from = 0;;) {
+        std::size_t dash = typed.find('-', from);
+        while (dash != std::string::npos && dash > 0 && typed[dash - 1] != ' ' && typed[dash - 1] != '\t')
+            dash = typed.find('-', dash + 1);
         elements.push_back(typed.substr(start, dash == std::string::npos ? std::string::npos : dash - start));
         if (dash == std::string::npos) break;
-        start = dash + 1;
+        start = from = dash + 1;
     }
     if ((!encrypt && !decrypt) || lowered.find("-s") == std::string::npos || lowered.find("-p") == std::string::npos ||
         lastD == std::string::npos || lastD < 1 || elements.size() < 5) {
         request.rejection = kInvalidArguments;
         return request;
+    }
+    // Each element starts with its switch letter, in order: a line that
+    // would have to be guessed at is refused.
+    constexpr std::string_view kSwitchLetters = "psdo";
+    for (std::size_t k = 2; k < elements.size(); ++k) {
+        const std::string& element = elements[k];
+        if (k - 2 >= kSwitchLetters.size() || element.empty() ||
+            std::tolower(static_cast<unsigned char>(element.front())) != kSwitchLetters[k - 2]) {
+            request.rejection = kInvalidArguments;
+            return request;
+        }
     }
     const auto field = [&elements](std::size_t k) {
         return k < elements.size() && !elements[k].empty() ? trimBlanks(std::string_view(elements[k]).substr(1))
@@ -209,11 +239,23 @@ CommandLineRequest parseCommandLine(std::string_view commandLine) {
 int runCommandLine(const std::string& commandLine, JobContext& outer, PasswordDatabase& passwords) {
     CountingUserInterface counted(outer.ui);
     JobContext job{outer.window, outer.run, counted, outer.log, outer.zip, outer.recent, outer.status};
+    // Whoever runs a job from a script reads what it logs on standard error.
+    struct EchoWhileRunning {
+        ActivityLog& log;
+        ~EchoWhileRunning() { log.setEcho({}); }
+    } echo{job.log};
+    job.log.setEcho([&counted](std::string_view line) { counted.echoLogLine(line); });
+
     const int linesBefore = job.log.linesRequested();
-    const int status = runJobOfCommandLine(commandLine, job, passwords);
-    if (status != kExitDone) return status;
-    const bool reported = job.log.linesRequested() > linesBefore || counted.messages > 0;
-    return reported || job.run.jobFailedSilently ? kExitFailed : kExitDone;
+    int status = runJobOfCommandLine(commandLine, job, passwords);
+    if (status == kExitDone) {
+        const bool reported = job.log.linesRequested() > linesBefore || counted.messages > 0;
+        status = reported || job.run.jobFailedSilently ? kExitFailed : kExitDone;
+    }
+    // A run that fails has said why.
+    if (status != kExitDone && counted.messages == 0 && counted.echoed == 0)
+        counted.showMessage("The job did not complete. No reason was recorded.", MessageIcon::Exclamation);
+    return status;
 }
 
 namespace {
@@ -253,6 +295,14 @@ int runJobOfCommandLine(const std::string& commandLine, JobContext& job, Passwor
     if (encrypt) {
         w.currentTab = kEncryptTab;
         std::string archive = destination;
+        // "-d/backup/" would make the hidden file "/backup/.enz".
+        if (archive.back() == kPathSeparator || archive.back() == '/' || isFolder(archive)) {
+            job::reportFailure(job, destination +
+                                        " is a folder. Please give the full path and name of the encrypted zip file, "
+                                        "for example -d" +
+                                        std::string(kArchivePathExample) + ".");
+            return kExitInvalidCommandLine;
+        }
         if (archive.size() < 4 || archive.compare(archive.size() - 4, 4, ".enz") != 0) archive += ".enz";
         w.chkCreateOneZip = true;
         w.txtCombZipFile = archive;
@@ -316,7 +366,9 @@ int runJobOfCommandLine(const std::string& commandLine, JobContext& job, Passwor
                 if (!line.empty() && line.back() == '\r') line.pop_back();
                 const std::string path = trimBlanks(line);
                 if (path.empty()) continue;
-                if (!isExistingFile(path)) {
+                if (isFolder(path)) {
+                    job.log.writeLog(folderNotTaken(path, jobWord));
+                } else if (!isExistingFile(path)) {
                     // "encrypted" in both jobs: the line scripts already look for.
                     job.log.writeLog("Unable to locate " + path +
                                      ". This file will be removed from the list of files to be encrypted.");
@@ -339,12 +391,18 @@ int runJobOfCommandLine(const std::string& commandLine, JobContext& job, Passwor
             if (isExistingFile(name)) {
                 add(name);
                 anyFound = true;
+            } else if (isFolder(name)) {
+                job.log.writeLog(folderNotTaken(name, jobWord));
             } else {
                 job.log.writeLog("Unable to locate " + name + ". This file will not be " + jobWord + ".");
                 missing.push_back(name);
             }
             if (comma == std::string::npos) break;
             start = comma + 1;
+        }
+        if (!anyFound && missing.empty()) {
+            // Folders only: what was said of each is the reason.
+            return kExitFailed;
         }
         if (!anyFound) {
             std::string refusal;

@@ -1,6 +1,7 @@
 #include "console_user_interface.h"
 
 #include <algorithm>
+#include <utility>
 
 #ifdef _WIN32
 #include <io.h>
@@ -29,14 +30,34 @@ void ConsoleUserInterface::endProgressLine() {
 void ConsoleUserInterface::showMessage(std::string_view text, std::string_view, MessageIcon) {
     endProgressLine();
     ++messagesShown_;
+    // A failure is often logged and then shown in the same words: the person
+    // reads it once. A message that goes on after those words (the usage
+    // text after its rejection) shows only the rest.
+    const std::string echoed = std::exchange(lastEchoed_, {});
+    const bool repeats = !echoed.empty() && text.substr(0, echoed.size()) == echoed &&
+                         (text.size() == echoed.size() || text[echoed.size()] == '\r' || text[echoed.size()] == '\n');
+    if (repeats) {
+        text.remove_prefix(echoed.size());
+        if (!text.empty() && text.front() == '\r') text.remove_prefix(1);
+        if (!text.empty() && text.front() == '\n') text.remove_prefix(1);
+        if (text.empty()) return;
+    }
     std::fprintf(out_, "%.*s\n", static_cast<int>(text.size()), text.data());
     std::fflush(out_);
+}
+
+void ConsoleUserInterface::echoLogLine(std::string_view line) {
+    endProgressLine();
+    std::fprintf(out_, "%.*s\n", static_cast<int>(line.size()), line.data());
+    std::fflush(out_);
+    lastEchoed_.assign(line);
 }
 
 bool ConsoleUserInterface::interactive() const { return in_ != nullptr && isatty(fileno(in_)); }
 
 bool ConsoleUserInterface::askYesNo(std::string_view text, std::string_view) {
     endProgressLine();
+    lastEchoed_.clear();
     if (!interactive()) return false;
     for (;;) {
         std::fprintf(out_, "%.*s [y/n] ", static_cast<int>(text.size()), text.data());
@@ -55,6 +76,7 @@ void ConsoleUserInterface::letEventsRun() {
     if (model.tmrEncStatusOn && cipherPercent_ != nullptr) percent = std::max(percent, *cipherPercent_);
     std::string bar = model.caption + " " + std::to_string(std::min(percent, 100)) + "%";
     if (bar == lastBar_) return;
+    lastEchoed_.clear();
     std::fprintf(out_, "\r%s\033[K", bar.c_str());
     std::fflush(out_);
     lastBar_ = std::move(bar);

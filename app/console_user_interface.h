@@ -29,6 +29,9 @@ public:
     void setClipboardText(std::string_view) override {}
     void letEventsRun() override;
     void pause(int) override {}
+    // The line on standard error; a message that repeats it right after is
+    // not written twice.
+    void echoLogLine(std::string_view line) override;
 
     using UserInterface::askYesNo;
     using UserInterface::showMessage;
@@ -50,6 +53,7 @@ private:
     const std::int32_t* cipherPercent_ = nullptr;
     std::string lastBar_;
     int messagesShown_ = 0;
+    std::string lastEchoed_;  // the last thing written, when it was a log line
 };
 
 }  // namespace morvane

@@ -4,6 +4,14 @@
 #include <cstdio>
 #include <filesystem>
 
+#ifdef _WIN32
+#include <io.h>
+#define isatty _isatty
+#define STDERR_FILENO 2
+#else
+#include <unistd.h>
+#endif
+
 #include "command_line.h"
 #include "console_user_interface.h"
 #include "instance_lock.h"
@@ -36,15 +44,18 @@ bool askAgreementOnConsole(morvane::ConsoleUserInterface& console) {
 
 #ifdef MORVANE_WITH_WINDOWS
 // A command-line job's person, who also sees the usage dialog when the
-// program runs in a desktop session (started from a shortcut, say, where
-// nobody reads standard error).
+// program runs in a desktop session without a terminal (started from a
+// shortcut, say, where nobody reads standard error).
 class DesktopConsoleUserInterface : public morvane::ConsoleUserInterface {
 public:
     DesktopConsoleUserInterface(int& argc, char** argv) : argc_(argc), argv_(argv) {}
 
     void showMessage(std::string_view text, std::string_view title, morvane::MessageIcon icon) override {
         ConsoleUserInterface::showMessage(text, title, icon);
-        if (title == morvane::kUsageTitle && morvane::displayPresent())
+        // On a terminal the person has just read the text there; a window
+        // would stop the script that started the program until someone
+        // pressed OK.
+        if (title == morvane::kUsageTitle && !::isatty(STDERR_FILENO) && morvane::displayPresent())
             morvane::showUsageDialog(argc_, argv_, std::string(text));
     }
     using ConsoleUserInterface::showMessage;

@@ -46,12 +46,12 @@ StartDecision runStartup(Program& program, const std::string& commandLine, const
     if (!agreementAccepted(program.settings)) {
         if (!hooks.askAgreement || !hooks.askAgreement()) return decision;
         program.settings.regWrite(kProductKey, kAgreementValue, kAgreementAccepted);
-        registerAssociation(program.directory);
+        registerAssociation(program.executableFolder);
         program.startupPassword.saveStartupPassword(StartupPassword::marker());
         deleteFile(program.log.logPath());
     }
     // 5. Where the program runs from, for others to read.
-    program.settings.regWrite(kProductKey, "Path", program.directory);
+    program.settings.regWrite(kProductKey, "Path", program.executableFolder);
     // 6. The program's processes (this one and any other instance) run at high priority.
     setPriorityByName(lowerCase(hooks.executableName), 4);
     // 7.

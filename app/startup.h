@@ -9,6 +9,7 @@
 #include "libzip_component.h"
 #include "main_window_model.h"
 #include "password_database.h"
+#include "program_directory.h"
 #include "recent_files.h"
 #include "settings_store.h"
 #include "startup_password.h"
@@ -21,6 +22,9 @@ struct Program {
     Program(std::string programDirectory, std::string settingsFile);
 
     std::string directory;  // {dir}
+    // Where the running executable really is: what the desktop entry starts
+    // and "Path" names, also when {dir} is the user's data folder.
+    std::string executableFolder = executableDirectory();
     SettingsStore settings;
     ActivityLog log;
     RecentFiles recent;

@@ -1,6 +1,9 @@
 // decryptFiles: the job behind "Decrypt Now" and the command line's "-d".
 // A wrong password shows itself when the deciphered zip cannot be extracted.
+#include <cerrno>
+#include <cstring>
 #include <exception>
+#include <fstream>
 #include <filesystem>
 #include <vector>
 
@@ -25,11 +28,24 @@ namespace fs = std::filesystem;
 using job::fileExistsAt;
 
 // The archive path of a row: the text before "(encrypted zip)", trimmed. A
-// row without the marker cannot be cut and ends the job.
+// row without the marker (an archive whose name ends in capitals, "X.ENZ")
+// is the path itself.
 std::string archivePathOf(const std::string& text) {
     const auto marker = text.find(kArchiveMarkerWord);
-    if (marker == std::string::npos) throw RunTimeError(kInvalidProcedureCall, kInvalidProcedureCallText);
-    return trimBlanks(text.substr(0, marker));
+    return trimBlanks(marker == std::string::npos ? text : text.substr(0, marker));
+}
+
+// Why the decipher step failed: the archive could not be read, or the
+// deciphered zip could not be written (a wrong password shows only later).
+std::string decipherFailure(const std::string& archive, const std::string& tempZip, const std::string& reason) {
+    const std::string unchanged = " No files have been changed.";
+    if (!fileExistsAt(archive)) return "Failed to decrypt " + archive + ": it no longer exists." + unchanged;
+    errno = 0;
+    if (!std::ifstream(fileattr::toPath(archive), std::ios::binary)) {
+        const int error = errno != 0 ? errno : EIO;
+        return "Failed to decrypt " + archive + ": it cannot be read: " + std::strerror(error) + "." + unchanged;
+    }
+    return "Failed to decrypt " + archive + ": unable to write " + tempZip + ": " + reason + "." + unchanged;
 }
 
 // Why a member was not written, in words that finish "{name} ...".
@@ -133,16 +149,33 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         removeLeftovers(folderOf(tempZip));
         deleteFile(tempZip);
 
+        // A missing output folder is made with its parents, as zip tools do;
+        // the deciphered zip goes beside it.
+        const std::string tempFolder = folderOf(tempZip).empty() ? std::string(".") : folderOf(tempZip);
+        std::string folderError;
+        const std::vector<std::string> madeFolders = makeMissingFolders(tempFolder, folderError);
+        // What this archive could not do, when it is no wrong password: said,
+        // and the job goes on with the next archive.
+        const auto otherFailure = [&](const std::string& text) {
+            removeEmptyFolders(madeFolders);
+            failed = true;
+            job::reportFailure(c, text);
+            if (!silent) c.status.finishBar();
+        };
+        if (!folderError.empty()) {
+            otherFailure("Failed to decrypt " + path + ": unable to make the folder " + folderError +
+                         ". No files have been changed.");
+            continue;
+        }
+
         // The deciphered zip needs about the archive's size: a disk without
         // that room is said to be full, not a wrong password.
-        const std::string tempFolder = folderOf(tempZip).empty() ? std::string(".") : folderOf(tempZip);
         std::error_code sizeError;
         const std::uint64_t archiveSize = fs::file_size(fileattr::toPath(path), sizeError);
         if (const std::optional<std::uint64_t> free = freeSpaceAt(tempFolder);
             !sizeError && free && archiveSize > *free) {
-            closeStatus(c);
-            job::reportFailure(c, noSpaceMessage(tempFolder, path, archiveSize, *free));
-            return;
+            otherFailure(noSpaceMessage(tempFolder, path, archiveSize, *free));
+            continue;
         }
 
         if (!silent) c.status.dispEncStatus(path, "Decrypting " + path + "...");
@@ -151,59 +184,54 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         cipher.flushOutput = false;
         const bool deciphered = cipher.DecryptFile(path, tempZip, *key);
         cipher.flushOutput = true;
-        if (deciphered) {
-            if (!silent) c.status.dispZipStatus(path, "Unzipping " + path + "...");
-            const bool extracted = c.zip.UnzipFiles(tempZip, "*.*", outdir, w.chkDontOverwrite ? "-n" : "");
-            const ExtractionReport& report = c.zip.LastExtraction();
+        if (!deciphered) {
+            // The decipher step reads and writes files; a wrong password
+            // shows only when the deciphered zip is opened.
             deleteFile(tempZip);
-            for (const UnwrittenMember& member : report.unwritten)
-                if (member.reason != UnwrittenMember::Reason::KeptExisting)
-                    c.log.writeLog(member.name + " in " + path + " " + notWrittenBecause(member.reason) + ".");
-            if (!extracted) {
+            otherFailure(decipherFailure(path, tempZip, cipher.LastError));
+            continue;
+        }
+        if (!silent) c.status.dispZipStatus(path, "Unzipping " + path + "...");
+        const bool extracted = c.zip.UnzipFiles(tempZip, "*.*", outdir, w.chkDontOverwrite ? "-n" : "");
+        const ExtractionReport& report = c.zip.LastExtraction();
+        deleteFile(tempZip);
+        for (const UnwrittenMember& member : report.unwritten)
+            if (member.reason != UnwrittenMember::Reason::KeptExisting)
+                c.log.writeLog(member.name + " in " + path + " " + notWrittenBecause(member.reason) + ".");
+        if (!extracted) {
+            using Failure = ExtractionReport::Failure;
+            if (report.failure == Failure::NotAZip || report.failure == Failure::WrongPassword) {
+                // The deciphered bytes are no zip this password opens: a wrong password.
+                removeEmptyFolders(madeFolders);
                 closeStatus(c);
-                using Failure = ExtractionReport::Failure;
-                if (report.failure == Failure::NotAZip || report.failure == Failure::WrongPassword) {
-                    // The deciphered bytes are no zip this password opens: a wrong password.
-                    if (commandLine) {
-                        c.log.writeLog("Invalid password for the following command line: " + c.run.commandLine +
-                                       ". Please verify password on ALL of the files you encrypted and then try "
-                                       "again.");
-                    } else {
-                        c.ui.showMessage("Invalid password while trying to decrypt " + entryText +
-                                             ". Please verify password and then try again.",
-                                         MessageIcon::Exclamation);
-                    }
+                if (commandLine) {
+                    c.log.writeLog("Invalid password for the following command line: " + c.run.commandLine +
+                                   ". Please verify password on ALL of the files you encrypted and then try "
+                                   "again.");
                 } else {
-                    job::reportFailure(c, extractionFailure(path, report));
+                    c.ui.showMessage("Invalid password while trying to decrypt " + entryText +
+                                         ". Please verify password and then try again.",
+                                     MessageIcon::Exclamation);
                 }
                 return;
             }
-            // The archive goes only when every one of its members was written.
-            std::string kept;
-            for (const UnwrittenMember& member : report.unwritten) {
-                if (member.reason == UnwrittenMember::Reason::KeptExisting && !w.chkRemoveEncFile) continue;
-                kept += (kept.empty() ? "" : "; ") + member.name + " " + notWrittenBecause(member.reason);
-            }
-            if (!kept.empty()) {
-                incomplete = true;
-                job::reportFailure(c, "Not every file in " + path + " was written: " + kept + "." +
-                                          (w.chkRemoveEncFile ? " The encrypted file has been kept." : ""));
-            } else if (w.chkRemoveEncFile) {
-                deleteFile(path);
-            }
-        } else {
-            failed = true;
-            deleteFile(tempZip);
+            otherFailure(extractionFailure(path, report));
+            continue;
+        }
+        // The archive goes only when every one of its members was written.
+        std::string kept;
+        for (const UnwrittenMember& member : report.unwritten) {
+            if (member.reason == UnwrittenMember::Reason::KeptExisting && !w.chkRemoveEncFile) continue;
+            kept += (kept.empty() ? "" : "; ") + member.name + " " + notWrittenBecause(member.reason);
+        }
+        if (!kept.empty()) {
+            incomplete = true;
+            job::reportFailure(c, "Not every file in " + path + " was written: " + kept + "." +
+                                      (w.chkRemoveEncFile ? " The encrypted file has been kept." : ""));
+        } else if (w.chkRemoveEncFile) {
+            deleteFile(path);
         }
         if (!silent) c.status.finishBar();
-        if (failed && !commandLine) {
-            const std::string failure =
-                "Failed to decrypt " + path + ". Please verify your password and then try again.";
-            c.log.writeLog(failure);
-            c.ui.showMessage(failure, MessageIcon::Exclamation);
-            c.ui.setFocus("txtPassword");
-            return;
-        }
     }
 
     if (failed) c.run.jobFailedSilently = true;

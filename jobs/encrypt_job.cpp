@@ -2,6 +2,7 @@
 // Each check, message, log line and option comes in the order people and
 // their batch files have always met them.
 #include <exception>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "job_support.h"
 #include "member_names.h"
 #include "platform_utilities.h"
+#include "program_directory.h"
 #include "removal_journal.h"
 #include "safe_file.h"
 #include "text_case.h"
@@ -71,6 +73,18 @@ clsBlowfish::WrittenFileCheck readBackCheck(JobContext& c, clsBlowfish& cipher, 
     };
 }
 
+// Why an archive cannot be written where it is asked for: its folder is
+// missing or no folder. Empty when it can.
+std::string archivePlaceProblem(const std::string& archivePath) {
+    std::string folder = splitAtLastSeparator(archivePath).dir;
+    if (folder.empty()) return {};
+    if (folder.size() > 1 && folder.back() == kPathSeparator) folder.pop_back();
+    std::error_code ec;
+    if (std::filesystem::is_directory(fileattr::toPath(folder), ec)) return {};
+    return folder + " does not exist. Please create the folder or choose another one for the encrypted zip file, and "
+                    "then try again.";
+}
+
 void reportReadBackFailure(JobContext& c, const std::string& archive, const std::string& problem) {
     reportFailure(c, archive + " could not be verified after it was written: " + problem +
                          ". No files have been removed. Please verify file and then try again.");
@@ -113,6 +127,10 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
         tempZipName = perFileTempZipName(archive.name);
         combinedTempZip = archiveDir + tempZipName;
         if (!job::lockNames(c, locks, {c.run.combinedArchivePath, combinedTempZip}, true)) return;
+        if (const std::string problem = archivePlaceProblem(c.run.combinedArchivePath); !problem.empty()) {
+            reportFailure(c, problem);
+            return;
+        }
         removeLeftoversOnce(archiveDir);
         // A job to this archive that was stopped while it removed its
         // sources is finished first. When that removed files of this list,

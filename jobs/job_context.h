@@ -3,6 +3,7 @@
 // program-wide run state, the person, the log, the zip component, the
 // recent-files list and the progress window.
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "activity_log.h"
@@ -13,6 +14,13 @@
 #include "zip_component.h"
 
 namespace morvane {
+
+// How an encrypted zip file's place is written, for messages that show it.
+#ifdef _WIN32
+inline constexpr std::string_view kArchivePathExample = "c:\\backup\\files.enz";
+#else
+inline constexpr std::string_view kArchivePathExample = "/backup/files.enz";
+#endif
 
 struct JobContext {
     MainWindowModel& window;

@@ -91,19 +91,11 @@ bool Extraction::openDestination() {
     root_ = Folder::open(destination_, error);
     if (root_) return true;
     // A missing destination is made, with its parents, as zip tools do.
-    std::error_code ec;
-    const fs::path wanted = fileattr::toPath(destination_);
-    std::vector<fs::path> missing;
-    for (fs::path p = wanted; !p.empty() && !fs::exists(fs::symlink_status(p, ec)); p = p.parent_path()) {
-        missing.push_back(p);
-        if (p == p.parent_path()) break;
-    }
-    for (auto it = missing.rbegin(); it != missing.rend(); ++it) {
-        if (!fs::create_directory(*it, ec) && ec) {
-            undo();
-            return fail(Failure::CannotWrite, fileattr::fromPath(*it) + ": " + ec.message());
-        }
-        madeAbove_.push_back(fileattr::fromPath(*it));
+    error.clear();
+    madeAbove_ = makeMissingFolders(destination_, error);
+    if (!error.empty()) {
+        undo();
+        return fail(Failure::CannotWrite, error);
     }
     root_ = Folder::open(destination_, error);
     if (!root_) {

@@ -35,6 +35,7 @@ public:
     void setClipboardText(std::string_view text) override;
     void letEventsRun() override { ++eventRuns; }
     void pause(int milliseconds) override { pauses.push_back(milliseconds); }
+    void echoLogLine(std::string_view line) override { echoedLines.emplace_back(line); }
 
     using UserInterface::askYesNo;
     using UserInterface::showMessage;
@@ -53,6 +54,7 @@ public:
     std::optional<std::string> clipboard;
     int eventRuns = 0;
     std::vector<int> pauses;
+    std::vector<std::string> echoedLines;  // log lines handed on, in order
 };
 
 }  // namespace morvane

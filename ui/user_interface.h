@@ -61,6 +61,11 @@ public:
     // Waits the given number of milliseconds, letting the window repaint.
     virtual void pause(int milliseconds) = 0;
 
+    // A line the activity log received during a command-line job, handed on
+    // word for word (a console writes it to standard error). A window,
+    // where the log is one menu item away, passes it over.
+    virtual void echoLogLine(std::string_view line) { (void)line; }
+
     // Convenience: a message with the application's title.
     void showMessage(std::string_view text, MessageIcon icon) { showMessage(text, kApplicationTitle, icon); }
     bool askYesNo(std::string_view text) { return askYesNo(text, kApplicationTitle); }

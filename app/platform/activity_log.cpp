@@ -81,12 +81,16 @@ void ActivityLog::appendLine(std::string_view message) const {
 void ActivityLog::writeLog(std::string_view message) noexcept {
     ++linesRequested_;
     try {
+        if (echo_) echo_(message);
         const fs::path log = fileattr::toPath(logPath());
         std::error_code ec;
         const std::uintmax_t length = fs::file_size(log, ec);
         // The archive takes the log's place by a rename, so every line of the
         // old log is kept, in the archive or (when the rename fails) in the log.
-        if (!ec && length > kArchiveThreshold && renameFile(logPath(), archivePath())) writeLog(kArchivedLine);
+        if (!ec && length > kArchiveThreshold && renameFile(logPath(), archivePath())) {
+            ++linesRequested_;
+            appendLine(kArchivedLine);
+        }
         appendLine(message);
     } catch (...) {
         // The log never stops the work it records.

@@ -6,6 +6,7 @@
 // "{dir}/morvane.err.old" (one generation) before the next line, so that no
 // line of it is lost. The log is owner-only: it names the user's files.
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -21,6 +22,11 @@ public:
     // written (locked file, full disk, missing directory) is lost, and only
     // that line.
     void writeLog(std::string_view message) noexcept;
+
+    // Where every line is also handed, word for word, as it is written (a
+    // command-line job's standard error); nothing when empty.
+    using LineEcho = std::function<void(std::string_view line)>;
+    void setEcho(LineEcho echo) { echo_ = std::move(echo); }
 
     std::string logPath() const;
     std::string archivePath() const;
@@ -47,6 +53,7 @@ private:
     std::string directory_;
     DateTimeSource dateTime_;
     int linesRequested_ = 0;
+    LineEcho echo_;
 };
 
 // What View Log does: open the log in the desktop's viewer when it exists,

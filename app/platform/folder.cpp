@@ -29,6 +29,32 @@ std::optional<std::uint64_t> freeSpaceAt(const std::string& path) {
     return static_cast<std::uint64_t>(space.available);
 }
 
+std::vector<std::string> makeMissingFolders(const std::string& path, std::string& error) {
+    std::vector<std::string> made;
+    std::error_code ec;
+    std::vector<fs::path> missing;
+    for (fs::path p = fileattr::toPath(path); !p.empty() && !fs::exists(fs::symlink_status(p, ec));
+         p = p.parent_path()) {
+        missing.push_back(p);
+        if (p == p.parent_path()) break;
+    }
+    for (auto it = missing.rbegin(); it != missing.rend(); ++it) {
+        if (!fs::create_directory(*it, ec) && ec) {
+            error = fileattr::fromPath(*it) + ": " + ec.message();
+            break;
+        }
+        made.push_back(fileattr::fromPath(*it));
+    }
+    return made;
+}
+
+void removeEmptyFolders(const std::vector<std::string>& folders) {
+    for (auto it = folders.rbegin(); it != folders.rend(); ++it) {
+        std::error_code ec;
+        if (fs::is_empty(fileattr::toPath(*it), ec) && !ec) fs::remove(fileattr::toPath(*it), ec);
+    }
+}
+
 #ifndef _WIN32
 
 bool FileDescriptor::close() {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace morvane {
 
@@ -95,5 +96,14 @@ unsigned defaultFileMode();
 
 // Bytes free for the user on the file system of `path`.
 std::optional<std::uint64_t> freeSpaceAt(const std::string& path);
+
+// Makes the folder `path` with its missing parents, as zip tools do for a
+// destination. The folders made, outermost first, even when a later one
+// failed (`error` then names it and the system's reason).
+std::vector<std::string> makeMissingFolders(const std::string& path, std::string& error);
+
+// Removes those of `folders` that are empty, innermost first: what
+// makeMissingFolders made, when nothing came to be written into them.
+void removeEmptyFolders(const std::vector<std::string>& folders);
 
 }  // namespace morvane

@@ -159,7 +159,10 @@ TEST_F(CommandLineStartupFirstRun, AcceptingRemembersItRegistersTheAssociationAn
     EXPECT_NE(mime.find("*.enz"), std::string::npos) << mime;
     ASSERT_TRUE(fs::is_regular_file(desktopFile()));
     const std::string desktop = readText(desktopFile());
-    EXPECT_NE(desktop.find("\nExec=" + programDir + "/morvane -s%f\n"), std::string::npos) << desktop;
+    // The entry starts the program that runs, wherever its data files live.
+    ASSERT_NE(program.executableFolder, programDir);
+    EXPECT_EQ(program.executableFolder, morvane::executableDirectory());
+    EXPECT_NE(desktop.find("\nExec=" + program.executableFolder + "/morvane -s%f\n"), std::string::npos) << desktop;
     EXPECT_NE(desktop.find("application/x-morvane-enz"), std::string::npos) << desktop;
 }
 
@@ -224,23 +227,28 @@ TEST_F(CommandLineStartupFirstRun, SetStartupPasswordSurvivesLaterStarts) {
 
 using CommandLineStartupPath = CommandLineStartupTest;
 
-TEST_F(CommandLineStartupPath, ProgramDirectoryIsWrittenOnEveryStart) {
+// "Path" names the folder of the running executable, also when the data
+// files live elsewhere (a system-wide install keeps them in the user's data
+// folder).
+TEST_F(CommandLineStartupPath, ExecutableFolderIsWrittenOnEveryStart) {
+    const std::string executableFolder = morvane::executableDirectory();
+    ASSERT_NE(executableFolder, programDir);
     {
         Program program(programDir, settingsFile);
         start(program, "");
-        EXPECT_EQ(program.settings.regRead("Path", kProductKey), programDir);
+        EXPECT_EQ(program.settings.regRead("Path", kProductKey), executableFolder);
         program.settings.regWrite(kProductKey, "Path", "/somewhere/else");
     }
     {
         Program program(programDir, settingsFile);
         start(program, "-e -ppw -s/x/a.txt -d/x/out");
-        EXPECT_EQ(program.settings.regRead("Path", kProductKey), programDir);
+        EXPECT_EQ(program.settings.regRead("Path", kProductKey), executableFolder);
         program.settings.regWrite(kProductKey, "Path", "/somewhere/else");
     }
     {
         Program program(programDir, settingsFile);
         start(program, "-s/x/a.enz");
-        EXPECT_EQ(program.settings.regRead("Path", kProductKey), programDir);
+        EXPECT_EQ(program.settings.regRead("Path", kProductKey), executableFolder);
     }
 }
 
