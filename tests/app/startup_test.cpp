@@ -9,6 +9,9 @@
 #include <optional>
 #include <string>
 
+#include "command_line.h"
+#include "job_context.h"
+#include "progress_window.h"
 #include "scripted_user_interface.h"
 #include "settings_store.h"
 #include "startup_password.h"
@@ -361,6 +364,37 @@ TEST(AssociatedFile, AnArchiveInCapitalsOpensTheDecryptTab) {
     // The row's marker looks for ".enz" as written, so the capitals keep it off.
     ASSERT_EQ(window.lstFiles.size(), 1u);
     EXPECT_EQ(window.lstFiles[0].text, archive);
+}
+
+// Double-clicking X.ENZ lists it without the archive marker; the decrypt
+// job takes such a row as the archive's path.
+TEST(AssociatedFile, AnArchiveInCapitalsDecrypts) {
+    morvane::testing::TempDirectory dir("assoc-decrypt");
+    const std::string letter = dir.file("letter.txt");
+    morvane::testing::writeFile(letter, "dear ann");
+    {
+        morvane::Program maker(dir.file("prog"), dir.file("registry"));
+        morvane::ScriptedUserInterface ui;
+        morvane::ProgressWindow status(ui);
+        morvane::JobContext job{maker.window, maker.run, ui, maker.log, maker.zip, maker.recent, status};
+        ASSERT_EQ(morvane::runCommandLine("-e -ppw -s" + letter + " -d" + dir.file("Letters"), job, maker.passwords),
+                  morvane::kExitDone);
+    }
+    const std::string archive = dir.file("Letters.ENZ");
+    std::filesystem::rename(dir.file("Letters.enz"), archive);
+    std::filesystem::remove(letter);
+
+    morvane::Program program(dir.file("prog"), dir.file("registry"));
+    morvane::ScriptedUserInterface ui;
+    morvane::openAssociatedFile(program.window, ui, archive);
+    program.window.txtPassword = program.window.txtVerifyPass = "pw";
+    morvane::ProgressWindow status(ui);
+    morvane::JobContext job{program.window, program.run, ui, program.log, program.zip, program.recent, status};
+    morvane::decryptFiles(job);
+
+    ASSERT_EQ(ui.messages.size(), 1u);
+    EXPECT_EQ(ui.messages[0].text, archive + " has successfully been decrypted.");
+    EXPECT_EQ(morvane::testing::readFile(letter), "dear ann");
 }
 
 TEST(AssociatedFile, AnyOtherFileOpensTheEncryptTab) {
