@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
-#include <fstream>
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "clsBlowfish.h"

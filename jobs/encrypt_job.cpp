@@ -81,8 +81,9 @@ std::string archivePlaceProblem(const std::string& archivePath) {
     if (folder.size() > 1 && folder.back() == kPathSeparator) folder.pop_back();
     std::error_code ec;
     if (std::filesystem::is_directory(fileattr::toPath(folder), ec)) return {};
-    return folder + " does not exist. Please create the folder or choose another one for the encrypted zip file, and "
-                    "then try again.";
+    return folder +
+           " does not exist. Please create the folder or choose another one for the encrypted zip file, and "
+           "then try again.";
 }
 
 void reportReadBackFailure(JobContext& c, const std::string& archive, const std::string& problem) {

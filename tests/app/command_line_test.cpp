@@ -407,10 +407,9 @@ TEST_F(CommandLineDestination, DashInsideAPathBelongsToIt) {
 // with their switch letters in order: the line is refused.
 TEST_F(CommandLineRejection, ElementsNotStartingWithTheirSwitchLettersInOrder) {
     const std::string a = source("a.txt", "alpha");
-    for (const std::string& line : {"-e -pab -cd -s" + a + " -d" + dir + "/out",
-                                   "-e -ppw -d" + dir + "/out -s" + a,
-                                   "-e -ppw -s" + a + " -d" + dir + "/out -sd",
-                                   "-e -ppw -s" + a + " -d" + dir + "/out -os -x"}) {
+    for (const std::string& line :
+         {"-e -pab -cd -s" + a + " -d" + dir + "/out", "-e -ppw -d" + dir + "/out -s" + a,
+          "-e -ppw -s" + a + " -d" + dir + "/out -sd", "-e -ppw -s" + a + " -d" + dir + "/out -os -x"}) {
         Session session(dir + "/prog");
         EXPECT_EQ(session.run(line), morvane::kExitInvalidCommandLine) << line;
         ASSERT_EQ(session.ui.messages.size(), 1u) << line;

@@ -102,8 +102,7 @@ protected:
         return path;
     }
 
-    Outcome run(const std::vector<std::string>& args,
-                std::vector<std::string> environment = {}) {
+    Outcome run(const std::vector<std::string>& args, std::vector<std::string> environment = {}) {
         if (environment.empty()) environment = morvane::testing::programEnvironment(configHome, dataHome, home);
         const std::string errFile = dir + "/stderr.txt";
         Outcome outcome;
@@ -167,8 +166,8 @@ TEST_F(FailuresSaid, AWrongPasswordIsSaidOnStandardError) {
     const std::string archive = archiveOf({source("a.txt", "alpha")}, dir + "/a.enz");
     const Outcome outcome = runSaid({"-d", "-pWrong7", "-s" + archive, "-d" + dir + "/out"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "Invalid password for the following command line: -d -p****** -s" + archive + " -d" +
-                               dir + "/out. Please verify password on ALL of the files you encrypted and then try "
+    EXPECT_EQ(outcome.err, "Invalid password for the following command line: -d -p****** -s" + archive + " -d" + dir +
+                               "/out. Please verify password on ALL of the files you encrypted and then try "
                                "again.\n");
     EXPECT_TRUE(fs::exists(archive));
 }
@@ -176,8 +175,8 @@ TEST_F(FailuresSaid, AWrongPasswordIsSaidOnStandardError) {
 TEST_F(FailuresSaid, AWildcardWithoutAMatchIsSaid) {
     const Outcome outcome = runSaid({"-e", "-ppw", "-s" + src + "/*.none", "-d" + dir + "/x"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "No files matched your criteria for the following command line argument: -e -p** -s" +
-                               src + "/*.none -d" + dir + "/x\n");
+    EXPECT_EQ(outcome.err, "No files matched your criteria for the following command line argument: -e -p** -s" + src +
+                               "/*.none -d" + dir + "/x\n");
 }
 
 TEST_F(FailuresSaid, AListFileWithAMissingLineSaysWhichLine) {
@@ -185,8 +184,8 @@ TEST_F(FailuresSaid, AListFileWithAMissingLineSaysWhichLine) {
     const std::string list = source("list.txt", a + "\n" + src + "/gone.txt\n");
     const Outcome outcome = runSaid({"-e", "-ppw", "-s@" + list, "-d" + dir + "/x"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err,
-              "Unable to locate " + src + "/gone.txt. This file will be removed from the list of files to be encrypted.\n");
+    EXPECT_EQ(outcome.err, "Unable to locate " + src +
+                               "/gone.txt. This file will be removed from the list of files to be encrypted.\n");
     EXPECT_TRUE(fs::is_regular_file(dir + "/x.enz"));
 }
 
@@ -204,8 +203,9 @@ TEST_F(FailuresSaid, AnInvalidLineShowsTheUsageOnceOnStandardError) {
     ASSERT_GE(lines.size(), 3u);
     EXPECT_EQ(lines[0], "Invalid command line arguments.");
     EXPECT_EQ(lines[1], "");
-    EXPECT_EQ(lines[2], "To run Morvane from the command line (DOS window or batch file), you may use the following "
-                        "commands: ");
+    EXPECT_EQ(lines[2],
+              "To run Morvane from the command line (DOS window or batch file), you may use the following "
+              "commands: ");
     EXPECT_EQ(outcome.err.find("Invalid command line arguments.", 1), std::string::npos) << outcome.err;
 }
 
@@ -301,8 +301,9 @@ TEST_F(FailuresSaid, AnEncryptIntoAMissingFolderSaysItDoesNotExist) {
     const std::string a = source("a.txt", "alpha");
     const Outcome outcome = runSaid({"-e", "-ppw", "-s" + a, "-d" + dir + "/missing/x", "-od"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, dir + "/missing does not exist. Please create the folder or choose another one for the "
-                                 "encrypted zip file, and then try again.\n");
+    EXPECT_EQ(outcome.err, dir +
+                               "/missing does not exist. Please create the folder or choose another one for the "
+                               "encrypted zip file, and then try again.\n");
     EXPECT_EQ(readFile(a), "alpha");
     EXPECT_FALSE(fs::exists(dir + "/missing"));
 }
@@ -311,8 +312,9 @@ TEST_F(FailuresSaid, AFolderGivenAsASourceIsSaidToBeOne) {
     fs::create_directories(src + "/folder");
     const Outcome outcome = runSaid({"-e", "-ppw", "-s" + src + "/folder", "-d" + dir + "/x"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, src + "/folder is a folder, not a file. Only files can be encrypted: this folder will not "
-                                 "be encrypted.\n");
+    EXPECT_EQ(outcome.err, src +
+                               "/folder is a folder, not a file. Only files can be encrypted: this folder will not "
+                               "be encrypted.\n");
     EXPECT_FALSE(fs::exists(dir + "/x.enz"));
 }
 

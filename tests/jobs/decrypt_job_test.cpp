@@ -373,8 +373,8 @@ TEST(DecryptJobArchives, DecipherFailureInWindowSaysWhatFailedAndTheOthersAreOpe
     h.window.chkRemoveEncFile = true;
     h.decrypt();
 
-    const std::string failure = "Failed to decrypt " + a + ": unable to write " + blocked +
-                                ": Is a directory. No files have been changed.";
+    const std::string failure =
+        "Failed to decrypt " + a + ": unable to write " + blocked + ": Is a directory. No files have been changed.";
     EXPECT_EQ(h.logLines(), std::vector<std::string>{Harness::logLine(failure)});
     ASSERT_EQ(h.ui.messages.size(), 1u);
     EXPECT_EQ(h.ui.messages[0], (Message{failure, std::string(kApplicationTitle), MessageIcon::Exclamation}));

@@ -74,7 +74,8 @@ public:
     // Everything on the disk removed.
     void clear() const {
         std::error_code ec;
-        for (const auto& entry : std::filesystem::directory_iterator(path_, ec)) std::filesystem::remove_all(entry.path(), ec);
+        for (const auto& entry : std::filesystem::directory_iterator(path_, ec))
+            std::filesystem::remove_all(entry.path(), ec);
     }
 
 private:
