@@ -1,9 +1,11 @@
 #include "startup.h"
 
+#include <exception>
 #include <filesystem>
 
 #include "file_attributes.h"
 #include "file_list.h"
+#include "job_support.h"
 #include "main_window_logic.h"
 #include "platform_utilities.h"
 #include "program_directory.h"
@@ -28,6 +30,29 @@ Program::Program(std::string programDirectory, std::string settingsFile)
       passwords(directory, log),
       startupPassword(settings) {}
 
+bool runStartupStep(ActivityLog& log, const std::function<void()>& step) {
+    try {
+        step();
+        return true;
+    } catch (const std::exception& error) {
+        log.writeLog(job::errorLine("formLoad", error));
+    } catch (...) {
+        log.writeLog("Error in formLoad routine. Error: Unknown error 51.");
+    }
+    return false;
+}
+
+std::string priorityProcessName(std::string_view executableName, ProcessNaming naming) {
+    std::string name = lowerCase(executableName);
+    if (naming == ProcessNaming::Windows) {
+        constexpr std::string_view kExtension = ".exe";
+        if (name.size() >= kExtension.size() && name.ends_with(kExtension))
+            name.resize(name.size() - kExtension.size());
+        name += kExtension;
+    }
+    return name;
+}
+
 bool agreementAccepted(const SettingsStore& settings) {
     return settings.regRead(kAgreementValue, kProductKey) == kAgreementAccepted;
 }
@@ -40,22 +65,37 @@ StartDecision runStartup(Program& program, const std::string& commandLine, const
     const bool job = firstTwo == "-e" || firstTwo == "-d";
 
     // 1. A second window is not opened; a command-line job may run beside one.
-    if (!job && hooks.anotherInstanceRunning && hooks.anotherInstanceRunning()) return decision;
+    bool anotherWindow = false;
+    runStartupStep(program.log,
+                   [&] { anotherWindow = !job && hooks.anotherInstanceRunning && hooks.anotherInstanceRunning(); });
+    if (anotherWindow) return decision;
 
-    // 4. The first start, whatever its mode, asks for the agreement.
-    if (!agreementAccepted(program.settings)) {
-        if (!hooks.askAgreement || !hooks.askAgreement()) return decision;
-        program.settings.regWrite(kProductKey, kAgreementValue, kAgreementAccepted);
-        registerAssociation(program.executableFolder);
-        program.startupPassword.saveStartupPassword(StartupPassword::marker());
-        deleteFile(program.log.logPath());
+    // 4. The first start, whatever its mode, asks for the agreement. An
+    // agreement that could not be asked was not accepted.
+    bool accepted = false;
+    runStartupStep(program.log, [&] { accepted = agreementAccepted(program.settings); });
+    if (!accepted) {
+        bool agreed = false;
+        runStartupStep(program.log, [&] { agreed = hooks.askAgreement && hooks.askAgreement(); });
+        if (!agreed) return decision;
+        runStartupStep(program.log,
+                       [&] { program.settings.regWrite(kProductKey, kAgreementValue, kAgreementAccepted); });
+        runStartupStep(program.log, [&] { registerAssociation(program.executableFolder); });
+        runStartupStep(program.log, [&] { program.startupPassword.saveStartupPassword(StartupPassword::marker()); });
+        runStartupStep(program.log, [&] { deleteFile(program.log.logPath()); });
     }
     // 5. Where the program runs from, for others to read.
-    program.settings.regWrite(kProductKey, "Path", program.executableFolder);
+    runStartupStep(program.log, [&] { program.settings.regWrite(kProductKey, "Path", program.executableFolder); });
     // 6. The program's processes (this one and any other instance) run at high priority.
-    setPriorityByName(lowerCase(hooks.executableName), 4);
+    runStartupStep(program.log, [&] {
+        const std::string name = priorityProcessName(hooks.executableName);
+        if (hooks.setPriority)
+            hooks.setPriority(name, 4);
+        else
+            setPriorityByName(name, 4);
+    });
     // 7.
-    program.run.windowsDirectory = getWindowsDirectory();
+    runStartupStep(program.log, [&] { program.run.windowsDirectory = getWindowsDirectory(); });
 
     // 9. The route.
     decision.route = routeFor(commandLine);

@@ -4,6 +4,7 @@
 // association mode ("-s{file}") and command-line job mode.
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "activity_log.h"
 #include "libzip_component.h"
@@ -53,7 +54,29 @@ struct StartupHooks {
     std::function<bool()> askAgreement;
     // The executable's file name, as the process list knows it.
     std::string executableName;
+    // Raises the priority of every process of that name (setPriorityByName
+    // when not given).
+    std::function<bool(const std::string& processName, int level)> setPriority;
 };
+
+// How the process list names a program: on Windows with ".exe" at its end,
+// elsewhere as the file is named.
+enum class ProcessNaming { Windows, Posix };
+#ifdef _WIN32
+inline constexpr ProcessNaming kNativeProcessNaming = ProcessNaming::Windows;
+#else
+inline constexpr ProcessNaming kNativeProcessNaming = ProcessNaming::Posix;
+#endif
+
+// The name start-up raises the priority of: the executable's file name,
+// lower-cased, followed by ".exe" on Windows (a name that already ends in
+// ".exe" keeps one).
+std::string priorityProcessName(std::string_view executableName, ProcessNaming naming = kNativeProcessNaming);
+
+// Runs one step of start-up. An unexpected error in it is written to the
+// activity log as "Error in formLoad routine. Error: {description} {number}."
+// and start-up goes on with the next step. False when the step failed.
+bool runStartupStep(ActivityLog& log, const std::function<void()>& step);
 
 // Steps 1 to 9: the single-instance test, the first-run agreement (and, on
 // acceptance, the association, the "no startup password" marker and a fresh

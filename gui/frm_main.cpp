@@ -99,6 +99,7 @@ void setText(QLineEdit* edit, const std::string& text) {
 void showMenuItem(QAction* action, const MenuItemState& state) {
     action->setText(menuText(state.caption));
     action->setVisible(state.visible);
+    action->setEnabled(state.enabled);
 }
 
 }  // namespace
@@ -122,15 +123,20 @@ FrmMain::FrmMain(Program& program, QtUserInterface& ui, QWidget* parent)
         frmStatus_->refresh();
     });
     installHelpKey(this);
-    // tmrLoad: a one-shot timer of the window's load that only stops itself.
-    tmrLoad_.setObjectName(QStringLiteral("tmrLoad"));
-    tmrLoad_.setSingleShot(true);
+    // tmrLoad: enabled when the window's load is done; when it fires it
+    // only disables itself.
+    tmrLoad_ = new QTimer(this);
+    tmrLoad_->setObjectName(QStringLiteral("tmrLoad"));
+    tmrLoad_->setInterval(0);
+    connect(tmrLoad_, &QTimer::timeout, tmrLoad_, &QTimer::stop);
     resize(780, 660);
     passwordChanged(program_.window);
     syncFromModel();
 }
 
 FrmMain::~FrmMain() { ui_.setBeforeEvents({}); }
+
+void FrmMain::enableLoadTimer() { tmrLoad_->start(); }
 
 void FrmMain::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
@@ -359,15 +365,22 @@ QWidget* FrmMain::buildCentre() {
     });
     connect(txtMessage_, &QPlainTextEdit::textChanged, this, [this] {
         QString text = txtMessage_->toPlainText();
-        if (!syncing_ && text.size() > static_cast<qsizetype>(kMaxMessageLength)) {
+        if (!syncing_) {
             // A person types or pastes at most 50,000 characters, as the
             // frame says; the cipher text the program puts here is longer
-            // and is kept whole.
-            text.truncate(static_cast<qsizetype>(kMaxMessageLength));
-            QSignalBlocker block(txtMessage_);
-            txtMessage_->setPlainText(text);
-            txtMessage_->moveCursor(QTextCursor::End);
+            // and is kept whole through any edit that does not add to it.
+            const MessageEdit edit = limitMessageEdit(shownMessageText_.toStdU16String(), text.toStdU16String());
+            if (edit.cut) {
+                QSignalBlocker block(txtMessage_);
+                QTextCursor cursor = txtMessage_->textCursor();
+                cursor.setPosition(static_cast<int>(edit.cutAt));
+                cursor.setPosition(static_cast<int>(edit.cutAt + edit.cutLength), QTextCursor::KeepAnchor);
+                cursor.removeSelectedText();
+                txtMessage_->setTextCursor(cursor);
+                text = QString::fromStdU16String(edit.text);
+            }
         }
+        shownMessageText_ = text;
         model().txtMessage = u8(text);
         shownMessage_ = model().txtMessage;
     });

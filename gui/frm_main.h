@@ -49,6 +49,10 @@ public:
     // The windows the main window opens; the one open now, or null.
     QDialog* openDialog() const { return openDialog_; }
 
+    // The end of the window's load: tmrLoad is enabled. When it fires it
+    // only disables itself.
+    void enableLoadTimer();
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -86,7 +90,8 @@ private:
     bool syncing_ = false;
     std::vector<ListRow> shownRows_;
     std::string shownMessage_;
-    QTimer tmrLoad_;
+    QString shownMessageText_;  // txtMessage's text after its last change
+    QTimer* tmrLoad_ = nullptr;
 
     // Always shown.
     QLineEdit* txtPassword_ = nullptr;

@@ -7,19 +7,23 @@ namespace morvane::gui {
 
 std::unique_ptr<FrmMain> openMainWindow(Program& program, const StartDecision& decision, QtUserInterface& ui) {
     auto window = std::make_unique<FrmMain>(program, ui);
-    if (decision.route == StartRoute::Association) openAssociatedFile(program.window, ui, decision.associatedFile);
+    if (decision.route == StartRoute::Association)
+        runStartupStep(program.log, [&] { openAssociatedFile(program.window, ui, decision.associatedFile); });
 
-    // A startup password is asked in window and association mode alike.
+    // A startup password is asked in window and association mode alike. A
+    // prompt that fails lets nobody in.
     if (program.startupPassword.passwordRequired()) {
         program.window.mnuStartPassChecked = true;
-        FrmPassOnStartup prompt(StartupPasswordDialog::Mode::Enter, program.startupPassword, ui, program.window,
-                                program.run);
-        prompt.exec();
-        if (program.run.startupCancelled) return nullptr;
+        const bool asked = runStartupStep(program.log, [&] {
+            FrmPassOnStartup prompt(StartupPasswordDialog::Mode::Enter, program.startupPassword, ui, program.window,
+                                    program.run);
+            prompt.exec();
+        });
+        if (!asked || program.run.startupCancelled) return nullptr;
     }
-    program.recent.updateRecentList(program.window, "");
+    runStartupStep(program.log, [&] { program.recent.updateRecentList(program.window, ""); });
     window->syncFromModel();
-    if (auto* load = window->findChild<QTimer*>(QStringLiteral("tmrLoad"))) load->start(0);
+    window->enableLoadTimer();
     return window;
 }
 

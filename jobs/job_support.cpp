@@ -35,6 +35,16 @@ JobScope::~JobScope() {
     // a temporary zip the next run of the kind deletes; no later job adds to it.
     c_.zip.CommitArchive();
     c_.zip.Progress = nullptr;
+    // A job that stopped without closing its progress window (a file it
+    // could not find after others were done, an unexpected error) closes it
+    // now: no window outlives its job.
+    if (c_.status.model().loaded) {
+        try {
+            closeStatus(c_);
+        } catch (...) {
+            // The window is left as it is; the job has ended all the same.
+        }
+    }
     c_.window.jobRunning = false;
 }
 

@@ -13,7 +13,8 @@ namespace morvane::job {
 
 // While a job runs the window's commands wait, the cipher's progress reaches
 // the progress window and the zip component's progress lets the window
-// repaint; all undone when the job ends, however it ends.
+// repaint; all undone when the job ends, however it ends. A progress window
+// the job left open is closed then.
 class JobScope {
 public:
     JobScope(JobContext& c, clsBlowfish& cipher);

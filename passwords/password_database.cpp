@@ -98,18 +98,27 @@ std::string PasswordDatabase::lookupStoredPassword(std::string_view name, const 
     return {};
 }
 
-std::vector<std::string> PasswordDatabase::readAllEntries() const {
-    std::vector<std::string> entries;
-    for (const std::string& line : readLines(path())) {
+std::vector<StoredEntry> PasswordDatabase::readAllEntries() const {
+    std::vector<StoredEntry> entries;
+    for (std::string& line : readLines(path())) {
         if (trimBlanks(line).empty()) continue;
         std::string entry = decipherLine(line);
-        if (entry.find(kEntrySeparator) == std::string::npos) continue;
-        entries.push_back(std::move(entry));
+        if (entry.find(kEntrySeparator) == std::string::npos)
+            entries.push_back(StoredEntry::unreadableLine(std::move(line)));
+        else
+            entries.push_back(StoredEntry::entry(std::move(entry)));
     }
     return entries;
 }
 
-bool PasswordDatabase::savePasswordFile(bool append, const std::vector<std::string>& entries, std::string_view name,
+std::vector<std::string> PasswordDatabase::entryTexts(const std::vector<StoredEntry>& entries) {
+    std::vector<std::string> texts;
+    for (const StoredEntry& entry : entries)
+        if (entry.readable) texts.push_back(entry.text);
+    return texts;
+}
+
+bool PasswordDatabase::savePasswordFile(bool append, const std::vector<StoredEntry>& entries, std::string_view name,
                                         std::string_view password) {
     if (append) {
         const std::string line = lineFor(std::string(name) + std::string(kEntrySeparator) + std::string(password));
@@ -122,11 +131,13 @@ bool PasswordDatabase::savePasswordFile(bool append, const std::vector<std::stri
             content.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
             if (!in.good() && !in.eof()) return false;
         }
+        // A last line without its line end is not run into the new one.
+        if (!content.empty() && content.back() != '\n') content += "\r\n";
         return writeFileAtomically(path(), content + line + "\r\n");
     }
     std::string content;
-    for (const std::string& entry : entries) {
-        const std::string line = lineFor(entry);
+    for (const StoredEntry& entry : entries) {
+        const std::string line = entry.readable ? lineFor(entry.text) : entry.text;
         if (line.empty()) return false;
         content += line + "\r\n";
     }
@@ -139,9 +150,9 @@ void PasswordDatabase::deleteStoredPassword(std::string_view name, UserInterface
         ui.showMessage("Unable to locate " + path() + ". Password not deleted.", MessageIcon::Exclamation);
         return;
     }
-    std::vector<std::string> kept;
-    for (std::string& entry : readAllEntries())
-        if (nameOf(entry) != name) kept.push_back(std::move(entry));
+    std::vector<StoredEntry> kept;
+    for (StoredEntry& entry : readAllEntries())
+        if (!entry.readable || nameOf(entry.text) != name) kept.push_back(std::move(entry));
     savePasswordFile(false, kept);
     if (refresh) refresh();
     ui.showMessage(std::string(name) + " has been deleted.", MessageIcon::Information);

@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "activity_log.h"
@@ -17,6 +18,19 @@ namespace morvane {
 
 // Between an entry's name and its password.
 inline constexpr std::string_view kEntrySeparator = "--!--";
+
+// One line of the file as read. Most are entries "{name}--!--{password}";
+// a line that does not decipher to one under this program's key (another
+// installation's entry, or damage) is kept as the file holds it, never
+// shown or matched as an entry, and written back unchanged by every rewrite.
+struct StoredEntry {
+    std::string text;  // the entry; for an unreadable line, the line itself
+    bool readable = true;
+
+    static StoredEntry entry(std::string text) { return {std::move(text), true}; }
+    static StoredEntry unreadableLine(std::string line) { return {std::move(line), false}; }
+    bool operator==(const StoredEntry&) const = default;
+};
 
 class PasswordDatabase {
 public:
@@ -30,19 +44,24 @@ public:
     // line that deciphers without a separator is passed over.
     std::string lookupStoredPassword(std::string_view name, const RunState& run) const;
 
-    // Every entry "{name}--!--{password}" in file order; blank lines and lines
-    // that decipher without a separator are passed over.
-    std::vector<std::string> readAllEntries() const;
+    // Every line of the file in file order but the blank ones: the entries
+    // "{name}--!--{password}", and the lines that do not decipher to one,
+    // kept as they are.
+    std::vector<StoredEntry> readAllEntries() const;
+
+    // The texts of the entries only, in file order.
+    static std::vector<std::string> entryTexts(const std::vector<StoredEntry>& entries);
 
     // append: adds "{name}--!--{password}" at the end (creating the file).
-    // Otherwise: rewrites the whole file from `entries`, atomically. False
-    // when the file could not be written or a text cannot be carried by the
-    // code page.
-    bool savePasswordFile(bool append, const std::vector<std::string>& entries, std::string_view name = {},
+    // Otherwise: rewrites the whole file from `entries`, atomically: each
+    // entry enciphered anew, each unreadable line as it was. False when the
+    // file could not be written or a text cannot be carried by the code page.
+    bool savePasswordFile(bool append, const std::vector<StoredEntry>& entries, std::string_view name = {},
                           std::string_view password = {});
 
-    // Removes every entry of `name`, then refreshes the manager (`refresh`)
-    // and tells the person. A missing file is told instead.
+    // Removes every entry of `name` (lines it cannot read stay), then
+    // refreshes the manager (`refresh`) and tells the person. A missing file
+    // is told instead.
     void deleteStoredPassword(std::string_view name, UserInterface& ui, const std::function<void()>& refresh);
 
     // The key the lines are enciphered with (built from its scrambled form).

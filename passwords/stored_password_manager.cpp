@@ -56,7 +56,9 @@ void StoredPasswordList::populateGrid() {
     rows.clear();
     passwords.clear();
     if (database_.exists()) {
-        for (const std::string& entry : database_.readAllEntries()) {
+        // Only entries are rows: a line this program cannot read stays in the
+        // file but is nobody's password here.
+        for (const std::string& entry : PasswordDatabase::entryTexts(database_.readAllEntries())) {
             std::string password = PasswordDatabase::passwordOf(entry);
             StoredPasswordRow row;
             row.number = std::to_string(rows.size() + 1);
@@ -81,8 +83,11 @@ StoredPasswordList::EditResult StoredPasswordList::cmdEdit(UserInterface& ui, Ma
     }
     const auto row = static_cast<std::size_t>(selectedRow);
     if (pickMode()) {
+        // Both boxes: the person never saw the password to type it again,
+        // and picking it from the list is its verification.
         sSelectedPass = passwords[row];
         window.txtPassword = sSelectedPass;
+        window.txtVerifyPass = sSelectedPass;
         open = false;
         return {EditAction::Picked, {}};
     }
@@ -117,8 +122,11 @@ EnterStorePassDialog::EnterStorePassDialog(PasswordDatabase& database, bool addM
       database_(database),
       entries_(database.readAllEntries()),
       openedName_(txtPassName) {
-    std::stable_sort(entries_.begin(), entries_.end(), [](const std::string& a, const std::string& b) {
-        return PasswordDatabase::nameOf(a) < PasswordDatabase::nameOf(b);
+    // Entries by name; the lines that cannot be read come first, in file
+    // order, and are written back as they are.
+    std::stable_sort(entries_.begin(), entries_.end(), [](const StoredEntry& a, const StoredEntry& b) {
+        if (a.readable != b.readable) return !a.readable;
+        return a.readable && PasswordDatabase::nameOf(a.text) < PasswordDatabase::nameOf(b.text);
     });
 }
 
@@ -133,11 +141,12 @@ bool EnterStorePassDialog::cmdOk(UserInterface& ui, const std::function<void()>&
         return false;
     }
 
-    const auto stored = std::find_if(entries_.begin(), entries_.end(),
-                                     [&](const std::string& entry) { return PasswordDatabase::nameOf(entry) == name; });
+    const auto stored = std::find_if(entries_.begin(), entries_.end(), [&](const StoredEntry& entry) {
+        return entry.readable && PasswordDatabase::nameOf(entry.text) == name;
+    });
     const bool nameStored = stored != entries_.end();
 
-    if (!gfbAddPass && nameStored && txtPassCurr != passwordAfterLastSeparator(*stored)) {
+    if (!gfbAddPass && nameStored && txtPassCurr != passwordAfterLastSeparator(stored->text)) {
         ui.setFocus("txtPassCurr");
         ui.showMessage("Invalid current password. Please verify password and then try again.",
                        MessageIcon::Exclamation);
@@ -178,14 +187,15 @@ bool EnterStorePassDialog::cmdOk(UserInterface& ui, const std::function<void()>&
     if (!gfbAddPass) {
         if (nameStored) {
             // Rewrite a copy so a failed save leaves the dialog's array as read.
-            std::vector<std::string> changed = entries_;
-            changed[static_cast<std::size_t>(stored - entries_.begin())] = entryText(name, newPassword);
+            std::vector<StoredEntry> changed = entries_;
+            changed[static_cast<std::size_t>(stored - entries_.begin())] =
+                StoredEntry::entry(entryText(name, newPassword));
             if (!database_.savePasswordFile(false, changed)) return false;
             entries_ = std::move(changed);
         } else {
             // The name was changed in the box: keep what was typed as a new entry.
             if (!database_.savePasswordFile(true, {}, name, newPassword)) return false;
-            entries_.push_back(entryText(name, newPassword));
+            entries_.push_back(StoredEntry::entry(entryText(name, newPassword)));
         }
         success = "Your password has been changed.";
     } else if (nameStored && databaseHasContent(database_)) {
@@ -193,14 +203,14 @@ bool EnterStorePassDialog::cmdOk(UserInterface& ui, const std::function<void()>&
                 name + " already exists in your stored password database. Do you wish to overwrite this entry?",
                 "Overwrite?"))
             return false;
-        std::vector<std::string> changed = entries_;
-        changed[static_cast<std::size_t>(stored - entries_.begin())] = entryText(name, newPassword);
+        std::vector<StoredEntry> changed = entries_;
+        changed[static_cast<std::size_t>(stored - entries_.begin())] = StoredEntry::entry(entryText(name, newPassword));
         if (!database_.savePasswordFile(false, changed)) return false;
         entries_ = std::move(changed);
         success = "Your password has been updated.";
     } else {
         if (!database_.savePasswordFile(true, {}, name, newPassword)) return false;
-        entries_.push_back(entryText(name, newPassword));
+        entries_.push_back(StoredEntry::entry(entryText(name, newPassword)));
         success = "Your password has been added to the passwords database.";
     }
 

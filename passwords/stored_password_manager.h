@@ -53,7 +53,7 @@ public:
     enum class EditAction {
         None,        // nothing selected: the person was told
         OpenEditor,  // open frmEnterStorePass in edit mode for `name`
-        Picked,      // pick mode: the password went into the main window; the list closed
+        Picked,      // pick mode: the password went into both password boxes; the list closed
     };
     struct EditResult {
         EditAction action = EditAction::None;
@@ -93,8 +93,9 @@ public:
     bool open = true;
     bool saved = false;
 
-    // The entries as read at opening, sorted by name.
-    const std::vector<std::string>& entries() const { return entries_; }
+    // The lines as read at opening: the entries sorted by name, after the
+    // lines that cannot be read.
+    const std::vector<StoredEntry>& entries() const { return entries_; }
 
     // cmdOk: every check in order, then the save; true when saved (the
     // dialog then closes and `refresh` has been called).
@@ -113,7 +114,7 @@ public:
 
 private:
     PasswordDatabase& database_;
-    std::vector<std::string> entries_;
+    std::vector<StoredEntry> entries_;
     std::string openedName_;
 };
 

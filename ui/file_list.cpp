@@ -38,6 +38,7 @@ std::vector<std::string> splitPathList(std::string_view pathList) {
         pathList.substr(pathList.size() - kPathListSeparator.size()) == kPathListSeparator)
         pathList.remove_suffix(kPathListSeparator.size());
     std::vector<std::string> batch;
+    if (pathList.empty()) return batch;  // no paths at all
     std::size_t start = 0;
     for (;;) {
         const auto end = pathList.find(kPathListSeparator, start);

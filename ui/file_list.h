@@ -45,6 +45,7 @@ void addFiles(MainWindowModel& window, UserInterface& ui, ActivityLog& log, cons
 void addDroppedFiles(MainWindowModel& window, const std::vector<std::string>& paths);
 
 // Adds the paths of a path list; without `append` the list is emptied first.
+// The summary counts the paths of the list (an empty list has none).
 void populateList(MainWindowModel& window, std::string_view pathList, bool append);
 
 // Rebuilds every row from the rows' own paths.

@@ -42,10 +42,13 @@ void preparePopupMenu(MainWindowModel& window) {
     window.mnuPopupSep1.visible = hasItems;
     window.mnuPopupEnc.visible = hasItems && encryptTab;
     window.mnuPopupDec.visible = hasItems && !encryptTab;
-    if (hasItems) {
-        const int row = window.selectedRow >= 0 ? window.selectedRow : 0;
-        window.mnuPopupRemove.caption = "Remove " + window.lstFiles[static_cast<std::size_t>(row)].text + " From List";
-    }
+    // The remove item names the selected row; with none selected it keeps its
+    // own caption and cannot be chosen.
+    const bool rowSelected = window.selectedRow >= 0 && window.selectedRow < static_cast<int>(window.lstFiles.size());
+    window.mnuPopupRemove.enabled = rowSelected;
+    window.mnuPopupRemove.caption =
+        rowSelected ? "Remove " + window.lstFiles[static_cast<std::size_t>(window.selectedRow)].text + " From List"
+                    : std::string(kPopupRemoveCaption);
 }
 
 void addFilesCommand(MainWindowModel& window, UserInterface& ui, ActivityLog& log, const RunState& run) {

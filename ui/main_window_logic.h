@@ -15,7 +15,8 @@ namespace morvane {
 void tabChanged(MainWindowModel& window, int newTab, UserInterface& ui);
 
 // Before mnuEncPopup pops up over the list: which items show, and the
-// remove item's caption.
+// remove item's caption ("Remove {row} From List" for the selected row; with
+// no row selected its own caption, and the item disabled).
 void preparePopupMenu(MainWindowModel& window);
 
 // cmdAddFilesDec: the dialog's title by tab, then addFiles ("enz" on the

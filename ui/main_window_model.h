@@ -21,6 +21,9 @@ inline constexpr int kMessageTab = 2;
 inline constexpr const char* kListFrameCaption = "Selected Files (right mouse click for addtional options)";
 inline constexpr const char* kMessageFrameCaption = "Text To Be Encrypted or Decrypted (maximum 50,000 characters)";
 
+// The popup's remove item as designed, before a row's text is put in it.
+inline constexpr const char* kPopupRemoveCaption = "Remove Selected Item From List";
+
 // The longest password the fields take (56 characters of 8 bits: 448 bits).
 inline constexpr std::size_t kMaxPasswordLength = 56;
 // The longest message the message box takes.
@@ -98,7 +101,7 @@ struct MainWindowModel {
     std::string dlgSrcFilesTitle;
 
     // --- Popup menu of the list (mnuEncPopup) ----------------------------------
-    MenuItemState mnuPopupRemove{"Remove Selected Item From List", true};
+    MenuItemState mnuPopupRemove{kPopupRemoveCaption, true};
     MenuItemState mnuPopupClear{"Clear All Selected Items", true};
     MenuItemState mnuPopupAddtoEnc{"Add Files To Be Encrypted", true};
     MenuItemState mnuPopupAddtoDec{"Add Files To Be Decrypted", true};

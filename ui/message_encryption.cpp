@@ -1,5 +1,6 @@
 #include "message_encryption.h"
 
+#include <algorithm>
 #include <exception>
 
 #include "clsBlowfish.h"
@@ -30,7 +31,7 @@ void copyResult(MainWindowModel& window, UserInterface& ui, const char* success)
 }
 
 void encipherMessage(MainWindowModel& window, UserInterface& ui, const std::string& key) {
-    const codepage::Conversion message = codepage::toCodePage(window.txtMessage);
+    const codepage::Conversion message = codepage::toCodePage(withCrLfLineEnds(window.txtMessage));
     if (!message.ok()) {
         ui.showMessage(codePageRefusal(window.txtMessage, "message"), MessageIcon::Exclamation);
         ui.setFocus("txtMessage");
@@ -113,6 +114,35 @@ std::string codePageRefusal(std::string_view text, std::string_view what) {
     return "Your " + std::string(what) + " contains characters that Morvane cannot " + (password ? "use" : "encrypt") +
            ": " + codepage::describeCharacters(conversion.unrepresentable) + ". Please remove them from your " +
            std::string(what) + " and then try again.";
+}
+
+MessageEdit limitMessageEdit(std::u16string_view before, std::u16string_view after, std::size_t limit) {
+    MessageEdit edit{std::u16string(after)};
+    const std::size_t room = std::max(limit, before.size());
+    if (after.size() <= room) return edit;
+    // The characters that came in lie between what the two texts share at
+    // their start and what they share at their end.
+    const std::size_t shortest = std::min(before.size(), after.size());
+    std::size_t head = 0;
+    while (head < shortest && before[head] == after[head]) ++head;
+    std::size_t tail = 0;
+    while (tail < shortest - head && before[before.size() - 1 - tail] == after[after.size() - 1 - tail]) ++tail;
+    const std::size_t insertedEnd = after.size() - tail;
+    edit.cut = true;
+    edit.cutLength = after.size() - room;
+    edit.cutAt = insertedEnd - edit.cutLength;
+    edit.text.erase(edit.cutAt, edit.cutLength);
+    return edit;
+}
+
+std::string withCrLfLineEnds(std::string_view text) {
+    std::string lines;
+    lines.reserve(text.size() + text.size() / 16);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n' && (i == 0 || text[i - 1] != '\r')) lines += '\r';
+        lines += text[i];
+    }
+    return lines;
 }
 
 void encDecMsg(MainWindowModel& window, UserInterface& ui, ActivityLog& log, bool decrypt) {

@@ -2,6 +2,7 @@
 // The message tab: a typed message enciphered into upper-case hexadecimal
 // text for e-mail, and back. A cipher text is recognised, and the password
 // found right, when deciphering gives a text that starts with "~enc~".
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,26 @@ inline constexpr std::string_view kMessageMarker = "~enc~";
 
 // encMsg (decrypt false) and decMsg (decrypt true).
 void encDecMsg(MainWindowModel& window, UserInterface& ui, ActivityLog& log, bool decrypt);
+
+// The message box after an edit from `before` to `after` (texts in the
+// box's own character units). What a person types or pastes is cut so that
+// the box holds at most `limit` characters, and takes nothing when the box
+// already held more (a cipher text the program put there is longer); an edit
+// that does not make the text longer, a deletion in a long cipher text say,
+// is kept whole.
+struct MessageEdit {
+    std::u16string text;
+    bool cut = false;           // part of what was typed or pasted was dropped
+    std::size_t cutAt = 0;      // where it was dropped: the end of what was kept of it
+    std::size_t cutLength = 0;  // how many characters were dropped there
+};
+MessageEdit limitMessageEdit(std::u16string_view before, std::u16string_view after,
+                             std::size_t limit = kMaxMessageLength);
+
+// The message as it is enciphered: every line ends with CR LF whatever
+// system it was typed on (a lone LF becomes CR LF; CR LF stays), so that it
+// comes back the same everywhere.
+std::string withCrLfLineEnds(std::string_view text);
 
 // Command1: asks before clearing a message that is not empty.
 void clearMessage(MainWindowModel& window, UserInterface& ui);

@@ -22,12 +22,9 @@ namespace fs = std::filesystem;
 void deleteFile(const std::string& path) {
     const auto attributes = fileattr::getAttributes(path);
     if (!attributes) return;
+    // Files only: a folder given here stays as it is, with all it holds.
+    if ((*attributes & fileattr::kDirectory) != 0) return;
     if (*attributes != fileattr::kArchive) fileattr::setAttributes(path, fileattr::kArchive);
-    if ((*attributes & fileattr::kDirectory) != 0) {
-        std::error_code ec;
-        fs::remove(fileattr::toPath(path), ec);
-        return;
-    }
     removeFile(path);
 }
 

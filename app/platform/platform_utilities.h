@@ -11,7 +11,8 @@ namespace morvane {
 std::string getWindowsDirectory();
 
 // Clears the file's attributes (read-only, hidden, system) and deletes it. A
-// missing file is no error; every error is ignored.
+// missing file is no error; every error is ignored. A folder is never
+// touched, whatever it holds.
 void deleteFile(const std::string& path);
 
 // Raises or lowers every running process whose executable file name, lower-

@@ -7,7 +7,10 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "command_line.h"
 #include "job_context.h"
@@ -333,6 +336,90 @@ TEST_F(CommandLineStartupSecondInstance, WithoutAnotherInstanceTheWindowOpens) {
     acceptedBefore();
     Program program(programDir, settingsFile);
     EXPECT_EQ(start(program, "").route, StartRoute::Window);
+}
+
+using CommandLineStartupErrors = CommandLineStartupTest;
+
+// The log's last line without its date: what follows the date and time.
+bool logEndsWith(const std::string& path, const std::string& message) {
+    const std::string text = readText(path);
+    return text.size() > message.size() + 1 && text.ends_with(" " + message + "\n");
+}
+
+TEST_F(CommandLineStartupErrors, AnErrorIsLoggedAsFormLoadAndTheNextStepRuns) {
+    acceptedBefore();
+    Program program(programDir, settingsFile);
+    program.settings.regWrite(kProductKey, "Path", "/somewhere/else");
+    StartupHooks h = hooks();
+    h.anotherInstanceRunning = []() -> bool { throw std::runtime_error("the lock place cannot be read"); };
+    const StartDecision decision = runStartup(program, "", h);
+    EXPECT_TRUE(logEndsWith(logPath(), "Error in formLoad routine. Error: the lock place cannot be read 51."))
+        << readText(logPath());
+    EXPECT_EQ(decision.route, StartRoute::Window);
+    EXPECT_EQ(program.settings.regRead("Path", kProductKey), program.executableFolder);
+}
+
+TEST_F(CommandLineStartupErrors, AFailedPriorityRaiseIsLoggedAndStartUpGoesOn) {
+    acceptedBefore();
+    Program program(programDir, settingsFile);
+    program.run.windowsDirectory = "left from before";
+    StartupHooks h = hooks();
+    h.setPriority = [](const std::string&, int) -> bool { throw std::runtime_error("no process list"); };
+    const StartDecision decision = runStartup(program, "-s/x/a.enz", h);
+    EXPECT_TRUE(logEndsWith(logPath(), "Error in formLoad routine. Error: no process list 51.")) << readText(logPath());
+    EXPECT_EQ(program.run.windowsDirectory, "");  // the step after it ran
+    EXPECT_EQ(decision.route, StartRoute::Association);
+    EXPECT_EQ(decision.associatedFile, "/x/a.enz");
+}
+
+TEST_F(CommandLineStartupErrors, AnAgreementThatCouldNotBeAskedIsNotAccepted) {
+    Program program(programDir, settingsFile);
+    StartupHooks h = hooks();
+    h.askAgreement = []() -> bool { throw std::runtime_error("no terminal"); };
+    EXPECT_EQ(runStartup(program, "", h).route, StartRoute::End);
+    EXPECT_TRUE(logEndsWith(logPath(), "Error in formLoad routine. Error: no terminal 51.")) << readText(logPath());
+    EXPECT_FALSE(morvane::agreementAccepted(program.settings));
+    EXPECT_EQ(program.settings.regRead("Path", kProductKey), "");
+}
+
+using CommandLineStartupPriority = CommandLineStartupTest;
+
+TEST_F(CommandLineStartupPriority, TheProgramsOwnProcessesAreRaisedToHigh) {
+    acceptedBefore();
+    Program program(programDir, settingsFile);
+    StartupHooks h = hooks();
+    h.executableName = "MorVane";
+    std::vector<std::pair<std::string, int>> raised;
+    h.setPriority = [&raised](const std::string& name, int level) {
+        raised.emplace_back(name, level);
+        return true;
+    };
+    for (const std::string line : {"", "-e -ppw -s/x/a.txt -d/x/out", "-s/x/a.enz"}) {
+        raised.clear();
+        start(program, line);  // the hooks of the fixture: no raise seen
+        EXPECT_TRUE(raised.empty());
+        runStartup(program, line, h);
+#ifdef _WIN32
+        EXPECT_EQ(raised, (std::vector<std::pair<std::string, int>>{{"morvane.exe", 4}})) << line;
+#else
+        EXPECT_EQ(raised, (std::vector<std::pair<std::string, int>>{{"morvane", 4}})) << line;
+#endif
+    }
+}
+
+TEST(PriorityProcessName, WindowsNamesEndInExe) {
+    using morvane::priorityProcessName;
+    using morvane::ProcessNaming;
+    EXPECT_EQ(priorityProcessName("Morvane", ProcessNaming::Windows), "morvane.exe");
+    EXPECT_EQ(priorityProcessName("MORVANE.EXE", ProcessNaming::Windows), "morvane.exe");
+    EXPECT_EQ(priorityProcessName("morvane.exe", ProcessNaming::Windows), "morvane.exe");
+    EXPECT_EQ(priorityProcessName("Morvane", ProcessNaming::Posix), "morvane");
+    EXPECT_EQ(priorityProcessName("morvane.bin", ProcessNaming::Posix), "morvane.bin");
+#ifdef _WIN32
+    EXPECT_EQ(priorityProcessName("Morvane"), "morvane.exe");
+#else
+    EXPECT_EQ(priorityProcessName("Morvane"), "morvane");
+#endif
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <QTreeView>
 #include <QTreeWidget>
 
+#include "clsBlowfish.h"
 #include "dlg_args.h"
 #include "dlg_legal.h"
 #include "frm_about.h"
@@ -322,6 +323,54 @@ private slots:
         QCOMPARE(f.child<QLineEdit>("txtPassword")->text(), QStringLiteral("picked one"));
         QVERIFY(f.child<QCheckBox>("chkStoredPass")->isChecked());
         QCOMPARE(f.child<QLabel>("sbStatusBarPanel3")->text(), QStringLiteral("Encryption Strength: 80 Bit "));
+    }
+
+    void aPickedPasswordNeedsNoTypingInVerifyPassword() {
+        WindowFixture f;
+        f.program.passwords.savePasswordFile(true, {}, "mail", "picked one");
+        f.openWindow();
+        f.child<QAbstractButton>("chkStoredPass")->click();
+        auto* list = qobject_cast<FrmStoredPass*>(f.window->openDialog());
+        QVERIFY(list);
+        auto* rows = in<QTreeWidget>(list, "lstPass");
+        rows->setCurrentItem(rows->topLevelItem(0));
+        press(list, "cmdEdit");
+        QVERIFY(!list->isVisible());
+        QCOMPARE(f.child<QLineEdit>("txtPassword")->text(), QStringLiteral("picked one"));
+        QCOMPARE(f.child<QLineEdit>("txtVerifyPass")->text(), QStringLiteral("picked one"));
+        // A file job takes the picked password as it is.
+        const QString file = f.writeFile(QStringLiteral("letter.txt"), "dear friend");
+        f.dialogs.openResults.push_back({file});
+        f.click("cmdAddFilesDec");
+        f.click("cmdEncrypt");
+        QCOMPARE(f.dialogs.messageTexts(), QStringList{file + QStringLiteral(" has successfully been encrypted.")});
+        QVERIFY(QFile::exists(file + QStringLiteral(".enz")));
+    }
+
+    void linesOfAnotherInstallationAreNoRowsAndOutliveADelete() {
+        WindowFixture f;
+        f.program.passwords.savePasswordFile(true, {}, "mail", "a");
+        clsBlowfish other;
+        const std::string foreign = other.EncryptString("theirs--!--secret", "another installation", true);
+        QFile file(qs(f.program.passwords.path()));
+        QVERIFY(file.open(QIODevice::Append));
+        file.write(QByteArray::fromStdString(foreign + "\r\n"));
+        file.close();
+        f.program.passwords.savePasswordFile(true, {}, "bank", "b");
+        f.openWindow();
+        f.action("mnuStoredPass")->trigger();
+        QDialog* list = f.window->openDialog();
+        auto* rows = in<QTreeWidget>(list, "lstPass");
+        QCOMPARE(cells(rows, 0), (QStringList{QStringLiteral("1"), QStringLiteral("2")}));
+        QCOMPARE(cells(rows, 1), (QStringList{QStringLiteral("mail"), QStringLiteral("bank")}));
+        rows->setCurrentItem(rows->topLevelItem(1));
+        f.dialogs.answers = {true};
+        press(list, "cmdDelete");
+        QCOMPARE(f.dialogs.messageTexts().last(), QStringLiteral("bank has been deleted."));
+        QCOMPARE(cells(rows, 1), QStringList{QStringLiteral("mail")});
+        const QByteArray content = WindowFixture::readFile(qs(f.program.passwords.path()));
+        QVERIFY(content.contains(QByteArray::fromStdString("\r\n" + foreign + "\r\n")));
+        QCOMPARE(content.count("\r\n"), 2);
     }
 
     void closingThePickListWithAnEmptyPasswordClearsTheBox() {

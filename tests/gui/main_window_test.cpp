@@ -18,8 +18,10 @@
 #include <QTreeWidget>
 #include <QUrl>
 
+#include "clsBlowfish.h"
 #include "frm_status.h"
 #include "help_window.h"
+#include "main_window_start.h"
 #include "window_fixture.h"
 
 using namespace morvane;
@@ -430,6 +432,124 @@ private slots:
         QCOMPARE(qs(f.program.window.txtMessage), message->toPlainText());
         f.click("decMsg");
         QCOMPARE(message->toPlainText(), plain);
+    }
+
+    void loadTimerIsEnabledAtTheEndOfTheLoadAndDisablesItself() {
+        WindowFixture f;
+        f.program.startupPassword.saveStartupPassword(StartupPassword::marker());
+        StartDecision decision;
+        decision.route = StartRoute::Window;
+        std::unique_ptr<FrmMain> window = openMainWindow(f.program, decision, f.ui);
+        QVERIFY(window);
+        auto* tmrLoad = control<QTimer>(window.get(), "tmrLoad");
+        QVERIFY(tmrLoad->isActive());
+        QTRY_VERIFY(!tmrLoad->isActive());
+        QTest::qWait(50);
+        QVERIFY(!tmrLoad->isActive());
+    }
+
+    void editingALongCipherTextKeepsItWhole() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QStringLiteral("pw"));
+        QTest::keyClicks(f.child<QLineEdit>("txtVerifyPass"), QStringLiteral("pw"));
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        message->setPlainText(QString(29990, QLatin1Char('q')));
+        f.click("encMsg");
+        const QString cipher = message->toPlainText();
+        QCOMPARE(cipher.size(), 60016);
+        message->setFocus();
+        message->moveCursor(QTextCursor::End);
+        QTest::keyClick(message, Qt::Key_Backspace);
+        QCOMPARE(message->toPlainText(), cipher.left(60015));
+        QCOMPARE(f.program.window.txtMessage.size(), std::size_t{60015});
+        // Nothing more can be typed into a text that is over the limit.
+        message->moveCursor(QTextCursor::Start);
+        QTest::keyClicks(message, QStringLiteral("xy"));
+        QCOMPARE(message->toPlainText(), cipher.left(60015));
+        QCOMPARE(message->textCursor().position(), 0);
+        QCOMPARE(f.program.window.txtMessage.size(), std::size_t{60015});
+    }
+
+    void aPasteIsCutToTheRoomLeft() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        QTest::keyClicks(message, QStringLiteral("ab"));
+        message->moveCursor(QTextCursor::Start);
+        message->insertPlainText(QString(50010, QLatin1Char('m')));
+        QCOMPARE(message->toPlainText(), QString(49998, QLatin1Char('m')) + QStringLiteral("ab"));
+        QCOMPARE(message->textCursor().position(), 49998);
+        QCOMPARE(f.program.window.txtMessage.size(), std::size_t{50000});
+    }
+
+    void aMessageOnSeveralLinesIsEncipheredWithCrLf() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QStringLiteral("lines"));
+        QTest::keyClicks(f.child<QLineEdit>("txtVerifyPass"), QStringLiteral("lines"));
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        QTest::keyClicks(message, QStringLiteral("first"));
+        QTest::keyClick(message, Qt::Key_Return);
+        QTest::keyClicks(message, QStringLiteral("second"));
+        f.click("encMsg");
+        clsBlowfish cipher;
+        QCOMPARE(qs(cipher.DecryptString(u8(message->toPlainText()), "lines", true)),
+                 QStringLiteral("~enc~first\r\nsecond"));
+        f.click("decMsg");
+        QCOMPARE(message->toPlainText(), QStringLiteral("first\nsecond"));
+    }
+
+    void popupWithoutASelectedRowNamesNoRow() {
+        WindowFixture f;
+        f.openWindow();
+        addThroughDialog(f, {f.writeFile(QStringLiteral("a.txt"), "a"), f.writeFile(QStringLiteral("b.txt"), "b")});
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        list->setCurrentItem(nullptr);
+        f.window->preparePopup();
+        QAction* remove = f.action("mnuPopupRemove");
+        QVERIFY(remove->isVisible());
+        QCOMPARE(remove->text(), QStringLiteral("Remove Selected Item From List"));
+        QVERIFY(!remove->isEnabled());
+        remove->trigger();
+        QCOMPARE(rows(f).size(), 2);
+        list->setCurrentItem(list->topLevelItem(1));
+        f.window->preparePopup();
+        QCOMPARE(remove->text(),
+                 QStringLiteral("Remove ") + f.path(QStringLiteral("b.txt")) + QStringLiteral(" From List"));
+        QVERIFY(remove->isEnabled());
+        remove->trigger();
+        QCOMPARE(rows(f), QStringList{f.path(QStringLiteral("a.txt"))});
+    }
+
+    void aJobStoppedByAMissingFileClosesItsProgressWindow() {
+        WindowFixture f;
+        f.openWindow();
+        const QString a = f.writeFile(QStringLiteral("a.txt"), QByteArray(200000, 'a'));
+        const QString gone = f.writeFile(QStringLiteral("gone.txt"), "soon gone");
+        addThroughDialog(f, {a, gone});
+        QFile::remove(gone);
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QStringLiteral("pw"));
+        QTest::keyClicks(f.child<QLineEdit>("txtVerifyPass"), QStringLiteral("pw"));
+        bool statusShown = false;
+        QTimer watch;
+        watch.setInterval(1);
+        connect(&watch, &QTimer::timeout, this,
+                [&] { statusShown = statusShown || f.window->statusWindow()->isVisible(); });
+        watch.start();
+        f.click("cmdEncrypt");
+        watch.stop();
+        QVERIFY(statusShown);
+        QCOMPARE(f.dialogs.messageTexts(),
+                 QStringList{QStringLiteral("Unable to locate ") + gone +
+                             QStringLiteral(". Please remove this file from the list of  file to be encrypted and then "
+                                            "try again.")});
+        QVERIFY(QFile::exists(a + QStringLiteral(".enz")));
+        QVERIFY(!f.window->statusWindow()->isVisible());
+        QVERIFY(!f.window->jobContext().status.model().loaded);
     }
 
     void closingTheWindowClosesTheOthers() {

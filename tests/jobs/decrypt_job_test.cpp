@@ -177,6 +177,30 @@ TEST(DecryptJobChecks, MissingArchiveInWindowIsNamedWithTheTwoBlanks) {
     EXPECT_TRUE(namesContaining(dir.path(), "~dec~").empty());
 }
 
+TEST(DecryptJobChecks, AnArchiveMissingAfterOthersWereDoneClosesTheProgressWindow) {
+    TempDirectory dir("dec-missing-later");
+    const std::string first = makeArchive(dir.file("a.txt"), "alpha", "pw");
+    const std::string second = makeArchive(dir.file("b.txt"), "beta", "pw");
+    ASSERT_FALSE(first.empty());
+    ASSERT_FALSE(second.empty());
+    Harness h(dir);
+    h.list({first, second});
+    fs::remove(second);
+    h.setPassword("pw");
+    bool shownDuringTheJob = false;
+    h.ui.onEventsRun = [&] { shownDuringTheJob = shownDuringTheJob || h.status.model().loaded; };
+    h.decrypt();
+
+    ASSERT_EQ(h.ui.messages.size(), 1u);
+    EXPECT_EQ(h.ui.messages[0].text, unableToLocateText(second));
+    EXPECT_EQ(readFile(dir.file("a.txt")), "alpha");
+    EXPECT_TRUE(shownDuringTheJob);
+    EXPECT_FALSE(h.status.model().loaded);
+    EXPECT_FALSE(h.status.model().tmrEncStatusOn);
+    EXPECT_FALSE(h.status.model().tmrZipStatusOn);
+    EXPECT_FALSE(h.window.jobRunning);
+}
+
 // A row without "(encrypted zip)" (the list marks only names ending in
 // ".enz" as written) is the archive's path as it stands.
 TEST(DecryptJobChecks, RowWithoutTheMarkerIsTheArchivesPath) {

@@ -252,6 +252,28 @@ TEST(EncryptJobFiles, MissingFileInWindowIsNamedWithTheTwoBlanks) {
     EXPECT_TRUE(namesContaining(dir.path(), "~enc~").empty());
 }
 
+TEST(EncryptJobFiles, AFileMissingAfterOthersWereDoneClosesTheProgressWindow) {
+    TempDirectory dir("enc-missing-later");
+    writeFile(dir.file("a.txt"), "alpha");
+    writeFile(dir.file("gone.txt"), "soon gone");
+    Harness h(dir);
+    h.list({dir.file("a.txt"), dir.file("gone.txt")});
+    fs::remove(dir.file("gone.txt"));
+    h.setPassword("pw");
+    bool shownDuringTheJob = false;
+    h.ui.onEventsRun = [&] { shownDuringTheJob = shownDuringTheJob || h.status.model().loaded; };
+    h.encrypt();
+
+    ASSERT_EQ(h.ui.messages.size(), 1u);
+    EXPECT_EQ(h.ui.messages[0].text, unableToLocateText(dir.file("gone.txt")));
+    EXPECT_TRUE(fs::exists(dir.file("a.txt.enz")));
+    EXPECT_TRUE(shownDuringTheJob);
+    EXPECT_FALSE(h.status.model().loaded);
+    EXPECT_FALSE(h.status.model().tmrEncStatusOn);
+    EXPECT_FALSE(h.status.model().tmrZipStatusOn);
+    EXPECT_FALSE(h.window.jobRunning);
+}
+
 TEST(EncryptJobFiles, PathContainingSysIsRefusedAsSystemFile) {
     TempDirectory dir("enc-sysword");
     fs::create_directories(dir.file("sysinfo"));

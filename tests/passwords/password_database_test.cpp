@@ -24,6 +24,24 @@ using morvane::testing::writeFile;
 
 std::string fixedDate() { return "DATE"; }
 
+using Entries = std::vector<std::string>;
+
+// The lines of the database as read: each entry's text, and "unreadable: "
+// followed by each line that does not decipher to an entry.
+Entries entriesOf(const std::vector<morvane::StoredEntry>& entries) {
+    Entries texts;
+    for (const morvane::StoredEntry& entry : entries)
+        texts.push_back((entry.readable ? "" : "unreadable: ") + entry.text);
+    return texts;
+}
+
+// Entries to rewrite the file with.
+std::vector<morvane::StoredEntry> entries(std::initializer_list<const char*> texts) {
+    std::vector<morvane::StoredEntry> list;
+    for (const char* text : texts) list.push_back(morvane::StoredEntry::entry(text));
+    return list;
+}
+
 struct Database {
     explicit Database(const TempDirectory& dir) : log(dir.str(), fixedDate), db(dir.str(), log) {}
     morvane::ActivityLog log;
@@ -101,7 +119,7 @@ TEST(PasswordDatabase, FirstOfTwoSameNamesWinsAndDeleteRemovesBoth) {
     ASSERT_EQ(ui.messages.size(), 1u);
     EXPECT_EQ(ui.messages[0].text, "dup has been deleted.");
     EXPECT_EQ(ui.messages[0].icon, MessageIcon::Information);
-    EXPECT_EQ(d.db.readAllEntries(), std::vector<std::string>{"other--!--keep"});
+    EXPECT_EQ(entriesOf(d.db.readAllEntries()), Entries{"other--!--keep"});
     EXPECT_EQ(d.db.lookupStoredPassword("dup", RunState{}), "");
 }
 
@@ -113,7 +131,7 @@ TEST(PasswordDatabase, BlankLinesAreSkippedByReadingAndDroppedByDelete) {
     content += "\r\n   \r\n";
     writeFile(d.db.path(), content);
     ASSERT_TRUE(d.db.savePasswordFile(true, {}, "b", "2"));
-    EXPECT_EQ(d.db.readAllEntries(), (std::vector<std::string>{"a--!--1", "b--!--2"}));
+    EXPECT_EQ(entriesOf(d.db.readAllEntries()), (Entries{"a--!--1", "b--!--2"}));
     EXPECT_EQ(d.db.lookupStoredPassword("b", RunState{}), "2");  // a blank line before it matches nothing
     ScriptedUserInterface ui;
     d.db.deleteStoredPassword("a", ui, {});
@@ -134,8 +152,8 @@ TEST(PasswordDatabase, RewriteReplacesTheWholeFileInOrder) {
     TempDirectory dir("rewrite");
     Database d(dir);
     ASSERT_TRUE(d.db.savePasswordFile(true, {}, "old", "x"));
-    ASSERT_TRUE(d.db.savePasswordFile(false, {"b--!--2", "a--!--1"}));
-    EXPECT_EQ(d.db.readAllEntries(), (std::vector<std::string>{"b--!--2", "a--!--1"}));
+    ASSERT_TRUE(d.db.savePasswordFile(false, entries({"b--!--2", "a--!--1"})));
+    EXPECT_EQ(entriesOf(d.db.readAllEntries()), (Entries{"b--!--2", "a--!--1"}));
     EXPECT_FALSE(fs::exists(d.db.path() + ".~mvnew"));
 }
 
@@ -151,7 +169,7 @@ TEST(PasswordDatabase, MissingFileIsAnEmptyDatabase) {
     EXPECT_EQ(readFile(d.log.logPath()),
               "DATE Unable to locate password file. Please verify you have entered in at least one password into "
               "the password database and then try again.\n");
-    EXPECT_TRUE(d.db.readAllEntries().empty());
+    EXPECT_TRUE(entriesOf(d.db.readAllEntries()).empty());
 }
 
 TEST(PasswordDatabase, DeleteWithoutAFileTellsAndChangesNothing) {
@@ -172,13 +190,96 @@ TEST(PasswordDatabase, DamagedForeignAndTruncatedLinesNeverMatchNorCrash) {
     std::string content = readFile(d.db.path());
     const std::string goodLine = content.substr(0, content.find('\r'));
     morvane::clsBlowfish foreign;
-    content += foreign.EncryptString("good--!--foreign", "another key", true) + "\r\n";  // another key
-    content += goodLine.substr(0, goodLine.size() / 2) + "\r\n";                         // cut in half
+    const std::string foreignLine = foreign.EncryptString("good--!--foreign", "another key", true);
+    content += foreignLine + "\r\n";                              // another key
+    content += goodLine.substr(0, goodLine.size() / 2) + "\r\n";  // cut in half
     content += "ZZ not hex at all\r\n";
     content += std::string(1, '\0') + "\xff\xfe binary\r\n";
     writeFile(d.db.path(), content);
     EXPECT_EQ(d.db.lookupStoredPassword("good", RunState{}), "pw");
-    EXPECT_EQ(d.db.readAllEntries(), std::vector<std::string>{"good--!--pw"});
+    // Every line is read; those that are no entry under this key stay as they are.
+    EXPECT_EQ(
+        entriesOf(d.db.readAllEntries()),
+        (Entries{"good--!--pw", "unreadable: " + foreignLine, "unreadable: " + goodLine.substr(0, goodLine.size() / 2),
+                 "unreadable: ZZ not hex at all", "unreadable: " + std::string(1, '\0') + "\xff\xfe binary"}));
+}
+
+// A file shared with another installation (another key), or damaged in
+// part: the lines this program cannot read are somebody's passwords.
+struct MixedFile {
+    std::string foreignLine;
+    std::string damagedLine = "0123456789ABCDEF damaged";
+    std::string firstLine;  // "keep--!--one"
+    std::string thirdLine;  // "gone--!--three"
+};
+
+MixedFile writeMixedFile(Database& d) {
+    MixedFile f;
+    morvane::clsBlowfish other;
+    f.foreignLine = other.EncryptString("theirs--!--secret", "another installation", true);
+    EXPECT_TRUE(d.db.savePasswordFile(true, {}, "keep", "one"));
+    f.firstLine = fileLines(d.db.path())[0];
+    f.firstLine.pop_back();  // CR
+    EXPECT_TRUE(d.db.savePasswordFile(true, {}, "gone", "three"));
+    f.thirdLine = fileLines(d.db.path())[1];
+    f.thirdLine.pop_back();
+    writeFile(d.db.path(),
+              f.firstLine + "\r\n" + f.foreignLine + "\r\n\r\n" + f.thirdLine + "\r\n  \r\n" + f.damagedLine + "\r\n");
+    return f;
+}
+
+TEST(PasswordDatabase, ReadingKeepsEveryLineButTheBlankOnes) {
+    TempDirectory dir("mixed-read");
+    Database d(dir);
+    const MixedFile f = writeMixedFile(d);
+    EXPECT_EQ(entriesOf(d.db.readAllEntries()), (Entries{"keep--!--one", "unreadable: " + f.foreignLine,
+                                                         "gone--!--three", "unreadable: " + f.damagedLine}));
+    EXPECT_EQ(PasswordDatabase::entryTexts(d.db.readAllEntries()), (Entries{"keep--!--one", "gone--!--three"}));
+}
+
+TEST(PasswordDatabase, DeleteWritesTheLinesItCannotReadBackUnchanged) {
+    TempDirectory dir("mixed-delete");
+    Database d(dir);
+    const MixedFile f = writeMixedFile(d);
+    ScriptedUserInterface ui;
+    d.db.deleteStoredPassword("gone", ui, {});
+    const std::vector<std::string> lines = fileLines(d.db.path());
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(decipheredLine(lines[0]), "keep--!--one");
+    EXPECT_EQ(lines[1], f.foreignLine + "\r");
+    EXPECT_EQ(lines[2], f.damagedLine + "\r");
+    EXPECT_EQ(entriesOf(d.db.readAllEntries()),
+              (Entries{"keep--!--one", "unreadable: " + f.foreignLine, "unreadable: " + f.damagedLine}));
+    // The other installation still reads its entry.
+    morvane::clsBlowfish other;
+    EXPECT_EQ(other.DecryptString(f.foreignLine, "another installation", true), "theirs--!--secret");
+}
+
+TEST(PasswordDatabase, RewriteWritesTheLinesItCannotReadBackUnchanged) {
+    TempDirectory dir("mixed-rewrite");
+    Database d(dir);
+    const MixedFile f = writeMixedFile(d);
+    std::vector<morvane::StoredEntry> read = d.db.readAllEntries();
+    ASSERT_EQ(read.size(), 4u);
+    read[0] = morvane::StoredEntry::entry("keep--!--changed");
+    ASSERT_TRUE(d.db.savePasswordFile(false, read));
+    const std::vector<std::string> lines = fileLines(d.db.path());
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[1], f.foreignLine + "\r");
+    EXPECT_EQ(lines[3], f.damagedLine + "\r");
+    EXPECT_EQ(entriesOf(d.db.readAllEntries()), (Entries{"keep--!--changed", "unreadable: " + f.foreignLine,
+                                                         "gone--!--three", "unreadable: " + f.damagedLine}));
+}
+
+TEST(PasswordDatabase, AnAddedEntryDoesNotRunIntoALastLineWithoutItsEnd) {
+    TempDirectory dir("no-line-end");
+    Database d(dir);
+    morvane::clsBlowfish other;
+    const std::string foreignLine = other.EncryptString("theirs--!--secret", "another installation", true);
+    writeFile(d.db.path(), foreignLine);
+    ASSERT_TRUE(d.db.savePasswordFile(true, {}, "mine", "pw"));
+    EXPECT_EQ(entriesOf(d.db.readAllEntries()), (Entries{"unreadable: " + foreignLine, "mine--!--pw"}));
+    EXPECT_EQ(d.db.lookupStoredPassword("mine", RunState{}), "pw");
 }
 
 TEST(PasswordDatabase, EntriesOutsideTheCodePageAreRefused) {
@@ -200,7 +301,7 @@ TEST(PasswordDatabase, EveryFailureLeavesTheOldFileWhole) {
     for (const bool append : {true, false}) {
         morvane::FailurePoints::reset();
         ASSERT_TRUE(append ? d.db.savePasswordFile(true, {}, "bank", "two")
-                           : d.db.savePasswordFile(false, {"mail--!--one", "bank--!--two"}));
+                           : d.db.savePasswordFile(false, entries({"mail--!--one", "bank--!--two"})));
         const std::uint64_t steps = morvane::FailurePoints::passed();
         const std::string after = readFile(d.db.path());
         ASSERT_EQ(fileLines(d.db.path()).size(), 2u);
@@ -208,7 +309,7 @@ TEST(PasswordDatabase, EveryFailureLeavesTheOldFileWhole) {
             writeFile(d.db.path(), before);
             morvane::FailurePoints::arm(k);
             append ? d.db.savePasswordFile(true, {}, "bank", "two")
-                   : d.db.savePasswordFile(false, {"mail--!--one", "bank--!--two"});
+                   : d.db.savePasswordFile(false, entries({"mail--!--one", "bank--!--two"}));
             morvane::FailurePoints::reset();
             const std::string now = readFile(d.db.path());
             // The old file, or one that holds both entries (the new line of an

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "clsBlowfish.h"
 #include "message_encryption.h"
 #include "scripted_user_interface.h"
 #include "temp_directory.h"
@@ -47,12 +48,30 @@ constexpr const char* kNoStoredPasswords =
 
 std::string fixedDate() { return "DATE"; }
 
+// The lines of the database as read: each entry's text, and "unreadable: "
+// followed by each line that does not decipher to an entry.
+Entries entriesOf(const std::vector<morvane::StoredEntry>& entries) {
+    Entries texts;
+    for (const morvane::StoredEntry& entry : entries)
+        texts.push_back((entry.readable ? "" : "unreadable: ") + entry.text);
+    return texts;
+}
+
 class StoredPasswordsTest : public ::testing::Test {
 protected:
     StoredPasswordsTest() : dir("stored"), log(dir.str(), fixedDate), db(dir.str(), log) {}
 
     void store(const std::string& name, const std::string& password) {
         ASSERT_TRUE(db.savePasswordFile(true, {}, name, password));
+    }
+
+    // A line of another installation (another key) at the end of the file:
+    // a password of somebody else's that this program cannot read.
+    std::string addForeignLine() {
+        morvane::clsBlowfish other;
+        const std::string line = other.EncryptString("theirs--!--secret", "another installation", true);
+        writeFile(db.path(), readFile(db.path()) + line + "\r\n");
+        return line;
     }
 
     // A refresh callback that counts its calls.
@@ -184,6 +203,49 @@ TEST_F(StoredPasswordListTest, PickingFillsTheMainWindowPasswordAndCloses) {
     EXPECT_TRUE(ui.messages.empty());
 }
 
+TEST_F(StoredPasswordListTest, PickingFillsBothPasswordBoxes) {
+    store("mail", " secret ");
+    StoredPasswordList list(db);
+    list.cmdEditCaption = morvane::kSelectCaption;
+    list.populateGrid();
+    list.selectedRow = 0;
+    window.txtVerifyPass = "typed before";
+    ASSERT_EQ(list.cmdEdit(ui, window).action, StoredPasswordList::EditAction::Picked);
+    EXPECT_EQ(window.txtPassword, "secret");
+    EXPECT_EQ(window.txtVerifyPass, "secret");
+    // The pick is the verification: a message is enciphered without typing it again.
+    window.txtMessage = "hello there";
+    morvane::encDecMsg(window, ui, log, false);
+    EXPECT_TRUE(ui.messages.empty());
+    morvane::clsBlowfish cipher;
+    EXPECT_EQ(cipher.DecryptString(window.txtMessage, "secret", true), "~enc~hello there");
+}
+
+TEST_F(StoredPasswordListTest, LinesThatCannotBeReadAreNoRows) {
+    store("mail", "secret");
+    addForeignLine();
+    writeFile(db.path(), readFile(db.path()) + "damaged line\r\n");
+    store("bank", "money");
+    StoredPasswordList list(db);
+    list.setDisplayPasswords(true);
+    const std::vector<StoredPasswordRow> expected = {{"1", "mail", "secret"}, {"2", "bank", "money"}};
+    EXPECT_EQ(list.rows, expected);
+    EXPECT_EQ(list.passwords, (Entries{"secret", "money"}));
+}
+
+TEST_F(StoredPasswordListTest, DeleteKeepsTheLinesThatCannotBeRead) {
+    store("mail", "secret");
+    const std::string foreign = addForeignLine();
+    store("bank", "money");
+    StoredPasswordList list(db);
+    list.populateGrid();
+    list.selectedRow = 0;
+    ui.answers = {true};
+    list.cmdDelete(ui);
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"unreadable: " + foreign, "bank--!--money"}));
+    EXPECT_EQ(list.rows, (std::vector<StoredPasswordRow>{{"1", "bank", "*****"}}));
+}
+
 TEST_F(StoredPasswordListTest, PickingWithoutSelectionAsksToSelect) {
     store("mail", "secret");
     StoredPasswordList list(db);
@@ -225,7 +287,7 @@ TEST_F(StoredPasswordListTest, DeleteWithoutSelectionAsksToSelect) {
     EXPECT_EQ(ui.messages,
               (std::vector<Message>{{"Please select a password to delete.", kTitle, MessageIcon::Information}}));
     EXPECT_TRUE(ui.questions.empty());
-    EXPECT_EQ(db.readAllEntries(), Entries{"mail--!--secret"});
+    EXPECT_EQ(entriesOf(db.readAllEntries()), Entries{"mail--!--secret"});
 }
 
 TEST_F(StoredPasswordListTest, DeleteAnsweredNoChangesNothing) {
@@ -256,7 +318,7 @@ TEST_F(StoredPasswordListTest, DeleteRemovesEveryEntryOfTheNameAndRefreshes) {
     list.selectedRow = 2;
     ui.answers = {true};
     list.cmdDelete(ui);
-    EXPECT_EQ(db.readAllEntries(), (Entries{"bank--!--money", "Mail--!--other case"}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"bank--!--money", "Mail--!--other case"}));
     EXPECT_EQ(ui.messages, (std::vector<Message>{{"mail has been deleted.", kTitle, MessageIcon::Information}}));
     const std::vector<StoredPasswordRow> expected = {{"1", "bank", "*****"}, {"2", "Mail", "**********"}};
     EXPECT_EQ(list.rows, expected);
@@ -276,7 +338,7 @@ TEST_F(EnterStorePassDialogTest, AddModeSetsUpItsCaptionAndLabels) {
     EXPECT_EQ(dialog.lblVerifyPassword, "Verify Password:");
     EXPECT_FALSE(dialog.currentPasswordVisible);
     EXPECT_TRUE(dialog.txtPassName.empty());
-    EXPECT_TRUE(dialog.entries().empty());
+    EXPECT_TRUE(entriesOf(dialog.entries()).empty());
     EXPECT_TRUE(dialog.open);
     EXPECT_FALSE(dialog.saved);
 }
@@ -297,7 +359,7 @@ TEST_F(EnterStorePassDialogTest, EntriesAreSortedByNameKeepingFileOrderWithinANa
     store("alpha", "a");
     store("mail", "second");
     EnterStorePassDialog dialog(db, true);
-    EXPECT_EQ(dialog.entries(), (Entries{"alpha--!--a", "mail--!--first", "mail--!--second", "zeta--!--z"}));
+    EXPECT_EQ(entriesOf(dialog.entries()), (Entries{"alpha--!--a", "mail--!--first", "mail--!--second", "zeta--!--z"}));
 }
 
 TEST_F(EnterStorePassDialogTest, BlankNameIsRefusedFirst) {
@@ -341,7 +403,7 @@ TEST_F(EnterStorePassDialogTest, CurrentPasswordMustMatchExactly) {
         EXPECT_FALSE(dialog.cmdOk(attemptUi, {})) << '"' << attempt << '"';
         EXPECT_EQ(attemptUi.messages, (std::vector<Message>{{kInvalidCurrent, kTitle, MessageIcon::Exclamation}}));
     }
-    EXPECT_EQ(db.readAllEntries(), Entries{"mail--!--Old"});
+    EXPECT_EQ(entriesOf(db.readAllEntries()), Entries{"mail--!--Old"});
 }
 
 TEST_F(EnterStorePassDialogTest, CurrentPasswordIsTheTextAfterTheLastSeparator) {
@@ -357,7 +419,7 @@ TEST_F(EnterStorePassDialogTest, CurrentPasswordIsTheTextAfterTheLastSeparator) 
     dialog.txtPassCurr = "right";
     dialog.txtPassNew = dialog.txtPassVerify = "new";
     EXPECT_TRUE(dialog.cmdOk(ui, {}));
-    EXPECT_EQ(db.readAllEntries(), Entries{"mail--!--new"});
+    EXPECT_EQ(entriesOf(db.readAllEntries()), Entries{"mail--!--new"});
 }
 
 TEST_F(EnterStorePassDialogTest, BlankNewPasswordIsRefused) {
@@ -410,7 +472,7 @@ TEST_F(EnterStorePassDialogTest, AddToAMissingFileCreatesIt) {
     dialog.txtPassName = "  mail  ";
     dialog.txtPassNew = dialog.txtPassVerify = "  secret  ";
     EXPECT_TRUE(dialog.cmdOk(ui, counter()));
-    EXPECT_EQ(db.readAllEntries(), Entries{"mail--!--secret"});
+    EXPECT_EQ(entriesOf(db.readAllEntries()), Entries{"mail--!--secret"});
     EXPECT_EQ(ui.messages, (std::vector<Message>{{kAdded, kTitle, MessageIcon::Information}}));
     EXPECT_TRUE(ui.questions.empty());
     EXPECT_TRUE(ui.focusRequests.empty());
@@ -425,7 +487,7 @@ TEST_F(EnterStorePassDialogTest, AddToAnEmptyFileAppendsWithoutAsking) {
     dialog.txtPassName = "mail";
     dialog.txtPassNew = dialog.txtPassVerify = "secret";
     EXPECT_TRUE(dialog.cmdOk(ui, {}));
-    EXPECT_EQ(db.readAllEntries(), Entries{"mail--!--secret"});
+    EXPECT_EQ(entriesOf(db.readAllEntries()), Entries{"mail--!--secret"});
     EXPECT_EQ(ui.messages, (std::vector<Message>{{kAdded, kTitle, MessageIcon::Information}}));
 }
 
@@ -436,7 +498,7 @@ TEST_F(EnterStorePassDialogTest, AddANewNameAppendsItAtTheEnd) {
     dialog.txtPassName = "mail";
     dialog.txtPassNew = dialog.txtPassVerify = "secret";
     EXPECT_TRUE(dialog.cmdOk(ui, counter()));
-    EXPECT_EQ(db.readAllEntries(), (Entries{"zeta--!--z", "alpha--!--a", "mail--!--secret"}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"zeta--!--z", "alpha--!--a", "mail--!--secret"}));
     EXPECT_EQ(ui.messages, (std::vector<Message>{{kAdded, kTitle, MessageIcon::Information}}));
     EXPECT_TRUE(ui.questions.empty());
     EXPECT_EQ(refreshes, 1);
@@ -449,7 +511,7 @@ TEST_F(EnterStorePassDialogTest, AddingANameThatDiffersOnlyInCaseDoesNotAsk) {
     dialog.txtPassNew = dialog.txtPassVerify = "new";
     EXPECT_TRUE(dialog.cmdOk(ui, {}));
     EXPECT_TRUE(ui.questions.empty());
-    EXPECT_EQ(db.readAllEntries(), (Entries{"Mail--!--old", "mail--!--new"}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"Mail--!--old", "mail--!--new"}));
 }
 
 TEST_F(EnterStorePassDialogTest, AddingAnExistingNameAnsweredNoChangesNothing) {
@@ -486,7 +548,7 @@ TEST_F(EnterStorePassDialogTest, AddingAnExistingNameAnsweredYesOverwritesIt) {
     EXPECT_EQ(ui.questions[0].text,
               "mail already exists in your stored password database. Do you wish to overwrite this entry?");
     // The file is rewritten from the dialog's array, which is sorted by name.
-    EXPECT_EQ(db.readAllEntries(), (Entries{"alpha--!--a", "mail--!--new", "zeta--!--z"}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"alpha--!--a", "mail--!--new", "zeta--!--z"}));
     EXPECT_EQ(ui.messages, (std::vector<Message>{{kUpdated, kTitle, MessageIcon::Information}}));
     EXPECT_TRUE(dialog.saved);
     EXPECT_FALSE(dialog.open);
@@ -501,7 +563,7 @@ TEST_F(EnterStorePassDialogTest, EditRewritesTheFileWithTheNewPassword) {
     dialog.txtPassCurr = "old";
     dialog.txtPassNew = dialog.txtPassVerify = "  brand new  ";
     EXPECT_TRUE(dialog.cmdOk(ui, counter()));
-    EXPECT_EQ(db.readAllEntries(), (Entries{"alpha--!--a", "mail--!--brand new", "zeta--!--z"}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"alpha--!--a", "mail--!--brand new", "zeta--!--z"}));
     EXPECT_EQ(ui.messages, (std::vector<Message>{{kChanged, kTitle, MessageIcon::Information}}));
     EXPECT_TRUE(ui.questions.empty());
     EXPECT_TRUE(dialog.saved);
@@ -511,13 +573,48 @@ TEST_F(EnterStorePassDialogTest, EditRewritesTheFileWithTheNewPassword) {
     EXPECT_EQ(db.lookupStoredPassword("mail", run), "brand new");
 }
 
+TEST_F(EnterStorePassDialogTest, EditKeepsTheLinesThatCannotBeRead) {
+    store("zeta", "z");
+    const std::string foreign = addForeignLine();
+    store("mail", "old");
+    EnterStorePassDialog dialog(db, false, "mail");
+    dialog.txtPassCurr = "old";
+    dialog.txtPassNew = dialog.txtPassVerify = "new";
+    EXPECT_TRUE(dialog.cmdOk(ui, {}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"unreadable: " + foreign, "mail--!--new", "zeta--!--z"}));
+    EXPECT_NE(readFile(db.path()).find(foreign + "\r\n"), std::string::npos);
+}
+
+TEST_F(EnterStorePassDialogTest, OverwriteKeepsTheLinesThatCannotBeRead) {
+    store("mail", "old");
+    const std::string foreign = addForeignLine();
+    EnterStorePassDialog dialog(db, true);
+    dialog.txtPassName = "mail";
+    dialog.txtPassNew = dialog.txtPassVerify = "new";
+    ui.answers = {true};
+    EXPECT_TRUE(dialog.cmdOk(ui, {}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"unreadable: " + foreign, "mail--!--new"}));
+}
+
+TEST_F(EnterStorePassDialogTest, ALineThatCannotBeReadIsNoStoredName) {
+    const std::string foreign = addForeignLine();
+    EnterStorePassDialog dialog(db, true);
+    // Even a name that is the whole line is not taken for it.
+    dialog.txtPassName = foreign;
+    dialog.txtPassNew = dialog.txtPassVerify = "pw";
+    EXPECT_TRUE(dialog.cmdOk(ui, {}));
+    EXPECT_TRUE(ui.questions.empty());
+    EXPECT_EQ(ui.messages.back().text, kAdded);
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"unreadable: " + foreign, foreign + "--!--pw"}));
+}
+
 TEST_F(EnterStorePassDialogTest, EditFindsTheNameAfterTrimmingIt) {
     store("mail", "old");
     EnterStorePassDialog dialog(db, false, "  mail ");
     dialog.txtPassCurr = "old";
     dialog.txtPassNew = dialog.txtPassVerify = "new";
     EXPECT_TRUE(dialog.cmdOk(ui, {}));
-    EXPECT_EQ(db.readAllEntries(), Entries{"mail--!--new"});
+    EXPECT_EQ(entriesOf(db.readAllEntries()), Entries{"mail--!--new"});
 }
 
 TEST_F(EnterStorePassDialogTest, EditChangesTheFirstOfTwoEntriesOfTheName) {
@@ -527,7 +624,7 @@ TEST_F(EnterStorePassDialogTest, EditChangesTheFirstOfTwoEntriesOfTheName) {
     dialog.txtPassCurr = "first";
     dialog.txtPassNew = dialog.txtPassVerify = "third";
     EXPECT_TRUE(dialog.cmdOk(ui, {}));
-    EXPECT_EQ(db.readAllEntries(), (Entries{"mail--!--third", "mail--!--second"}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"mail--!--third", "mail--!--second"}));
 }
 
 TEST_F(EnterStorePassDialogTest, EditUnderANewNameKeepsItAsANewEntry) {
@@ -537,7 +634,7 @@ TEST_F(EnterStorePassDialogTest, EditUnderANewNameKeepsItAsANewEntry) {
     dialog.txtPassCurr = "not checked for a name that is not stored";
     dialog.txtPassNew = dialog.txtPassVerify = "new";
     EXPECT_TRUE(dialog.cmdOk(ui, counter()));
-    EXPECT_EQ(db.readAllEntries(), (Entries{"mail--!--old", "post--!--new"}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"mail--!--old", "post--!--new"}));
     EXPECT_EQ(ui.messages, (std::vector<Message>{{kChanged, kTitle, MessageIcon::Information}}));
     EXPECT_TRUE(dialog.saved);
     EXPECT_EQ(refreshes, 1);
@@ -643,7 +740,7 @@ TEST_F(EnterStorePassDialogTest, UnloadAfterASaveAsksNothing) {
     ASSERT_TRUE(dialog.cmdOk(ui, counter()));
     EXPECT_TRUE(dialog.unload(ui, counter()));
     EXPECT_TRUE(ui.questions.empty());
-    EXPECT_EQ(db.readAllEntries(), Entries{"mail--!--secret"});
+    EXPECT_EQ(entriesOf(db.readAllEntries()), Entries{"mail--!--secret"});
 }
 
 TEST_F(EnterStorePassDialogTest, UnloadWithChangesAnsweredNoClosesWithoutSaving) {
@@ -670,7 +767,7 @@ TEST_F(EnterStorePassDialogTest, UnloadWithChangesAnsweredYesSaves) {
     EXPECT_TRUE(dialog.unload(ui, counter()));
     ASSERT_EQ(ui.questions.size(), 1u);
     EXPECT_EQ(ui.questions[0].title, "Save Changes?");
-    EXPECT_EQ(db.readAllEntries(), Entries{"mail--!--secret"});
+    EXPECT_EQ(entriesOf(db.readAllEntries()), Entries{"mail--!--secret"});
     EXPECT_EQ(ui.messages, (std::vector<Message>{{kAdded, kTitle, MessageIcon::Information}}));
     EXPECT_TRUE(dialog.saved);
     EXPECT_FALSE(dialog.open);

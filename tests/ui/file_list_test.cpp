@@ -521,6 +521,20 @@ TEST(FileListSummary, MissingAndDuplicatePathsCountButAddNoSize) {
     EXPECT_EQ(f.window.sbStatusBar[1], "Total size: 200 Bytes  ");
 }
 
+TEST(FileListSummary, AnEmptyPathListCountsNoItems) {
+    ListFixture f;
+    morvane::populateList(f.window, makeFile(f.dir, "a.txt", 100), true);
+    for (const std::string empty : {"", "~-!-~"}) {
+        morvane::populateList(f.window, empty, true);
+        EXPECT_EQ(f.window.lstFiles.size(), 1u);
+        EXPECT_EQ(f.window.sbStatusBar[0], "Total items selected: 0  ") << '"' << empty << '"';
+        EXPECT_EQ(f.window.sbStatusBar[1], "Total size:   ");
+    }
+    morvane::populateList(f.window, "", false);
+    EXPECT_TRUE(f.window.lstFiles.empty());
+    EXPECT_EQ(f.window.sbStatusBar[0], "Total items selected: 0  ");
+}
+
 TEST(FileListSummary, MissingPathsAreSkippedSilently) {
     ListFixture f;
     const std::string a = makeFile(f.dir, "a.txt", 1);

@@ -97,6 +97,28 @@ TEST(MainWindowPopup, WithItemsTheRemoveItemNamesTheSelectedRow) {
     EXPECT_FALSE(w.mnuPopupAddtoEnc.visible);
 }
 
+TEST(MainWindowPopup, WithoutASelectedRowTheRemoveItemKeepsItsCaptionAndIsDisabled) {
+    MainWindowModel w;
+    w.lstFiles = {ListRow{"/a.txt", "", ""}, ListRow{"/b.txt", "", ""}};
+    w.selectedRow = -1;
+    for (const int tab : {kEncryptTab, kDecryptTab}) {
+        w.currentTab = tab;
+        morvane::preparePopupMenu(w);
+        EXPECT_EQ(w.mnuPopupRemove.caption, "Remove Selected Item From List");
+        EXPECT_TRUE(w.mnuPopupRemove.visible);
+        EXPECT_FALSE(w.mnuPopupRemove.enabled);
+    }
+    w.selectedRow = 0;
+    morvane::preparePopupMenu(w);
+    EXPECT_EQ(w.mnuPopupRemove.caption, "Remove /a.txt From List");
+    EXPECT_TRUE(w.mnuPopupRemove.enabled);
+    // The row's name does not stay when the selection goes.
+    w.selectedRow = -1;
+    morvane::preparePopupMenu(w);
+    EXPECT_EQ(w.mnuPopupRemove.caption, "Remove Selected Item From List");
+    EXPECT_FALSE(w.mnuPopupRemove.enabled);
+}
+
 TEST(MainWindowToolbar, DeleteOnAnEmptyListOrWithoutSelectionDoesNothing) {
     MainWindowModel w;
     ScriptedUserInterface ui;

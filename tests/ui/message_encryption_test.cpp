@@ -97,6 +97,24 @@ TEST(MessageTabEncrypt, GivesUpperCaseHexOfMarkerAndMessage) {
     EXPECT_TRUE(f.nothingLogged());
 }
 
+TEST(MessageTabEncrypt, LineBreaksAreEncipheredAsCrLf) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "first\nsecond\n\nthird\n";
+    f.encrypt();
+    EXPECT_EQ(decipherHex(f.window.txtMessage, "secret"), "~enc~first\r\nsecond\r\n\r\nthird\r\n");
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "first\r\nsecond\r\n\r\nthird\r\n");
+}
+
+TEST(MessageTabEncrypt, CrLfLineBreaksStayAsTheyAre) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "\nwritten on\r\ntwo systems\nat once\r\n";
+    f.encrypt();
+    EXPECT_EQ(decipherHex(f.window.txtMessage, "secret"), "~enc~\r\nwritten on\r\ntwo systems\r\nat once\r\n");
+}
+
 TEST(MessageTabEncrypt, ShortMessageIsEncipheredWithoutQuestion) {
     MessageFixture f;
     f.setPassword("pw");
@@ -517,6 +535,66 @@ TEST(MessageTabRefusal, RefusalsWriteNothingToTheLog) {
 }
 
 // --- Clearing ----------------------------------------------------------------------
+
+// --- What a person may type into the box -----------------------------------------
+
+TEST(MessageBoxLimit, TypingStopsAtFiftyThousandCharacters) {
+    const std::u16string before(49998, u'a');
+    const morvane::MessageEdit edit = morvane::limitMessageEdit(before, before + u"bcd");
+    EXPECT_TRUE(edit.cut);
+    EXPECT_EQ(edit.text, before + u"bc");
+    EXPECT_EQ(edit.cutAt, 50000u);
+    EXPECT_EQ(edit.cutLength, 1u);
+}
+
+TEST(MessageBoxLimit, APasteIsCutToWhatFits) {
+    const std::u16string before = u"head  tail";
+    std::u16string after = before;
+    after.insert(5, std::u16string(60000, u'p'));
+    const morvane::MessageEdit edit = morvane::limitMessageEdit(before, after);
+    EXPECT_TRUE(edit.cut);
+    EXPECT_EQ(edit.text, u"head " + std::u16string(49990, u'p') + u" tail");
+    EXPECT_EQ(edit.cutAt, 5u + 49990u);
+    EXPECT_EQ(edit.cutLength, 10010u);
+}
+
+TEST(MessageBoxLimit, EditsThatDoNotLengthenALongTextKeepItWhole) {
+    const std::u16string cipher(60000, u'A');
+    std::u16string shorter = cipher;
+    shorter.pop_back();  // Backspace at the end
+    morvane::MessageEdit edit = morvane::limitMessageEdit(cipher, shorter);
+    EXPECT_FALSE(edit.cut);
+    EXPECT_EQ(edit.text.size(), 59999u);
+    std::u16string replaced = cipher;
+    replaced[30000] = u'B';  // one character typed over a selected one
+    edit = morvane::limitMessageEdit(cipher, replaced);
+    EXPECT_FALSE(edit.cut);
+    EXPECT_EQ(edit.text, replaced);
+    // The program's own cipher text, put into an empty box, is kept whole.
+    edit = morvane::limitMessageEdit(u"", cipher, 70000);
+    EXPECT_FALSE(edit.cut);
+}
+
+TEST(MessageBoxLimit, NothingIsTypedIntoATextAlreadyOverTheLimit) {
+    const std::u16string cipher = std::u16string(30000, u'A') + std::u16string(30000, u'F');
+    std::u16string typed = cipher;
+    typed.insert(30000, u"xy");
+    const morvane::MessageEdit edit = morvane::limitMessageEdit(cipher, typed);
+    EXPECT_TRUE(edit.cut);
+    EXPECT_EQ(edit.text, cipher);
+    EXPECT_EQ(edit.cutAt, 30000u);
+    EXPECT_EQ(edit.cutLength, 2u);
+}
+
+TEST(MessageBoxLimit, AReplacedSelectionKeepsWhatFits) {
+    const std::u16string before(50000, u'x');
+    std::u16string after = before;
+    after.replace(100, 2, u"abc");  // two characters replaced by three
+    const morvane::MessageEdit edit = morvane::limitMessageEdit(before, after);
+    EXPECT_TRUE(edit.cut);
+    EXPECT_EQ(edit.text.size(), 50000u);
+    EXPECT_EQ(edit.text.substr(98, 6), u"xxabxx");
+}
 
 TEST(MessageTabClear, AsksAndYesEmptiesTheMessage) {
     MessageFixture f;

@@ -85,6 +85,33 @@ TEST(DeleteFile, LeavesANonEmptyDirectoryAlone) {
     EXPECT_TRUE(fs::exists(dir.file("sub/inner.txt")));
 }
 
+TEST(DeleteFile, NeverRemovesAFolder) {
+    TempDirectory dir("folders");
+    const std::string empty = dir.file("empty");
+    fs::create_directory(empty);
+    morvane::deleteFile(empty);
+    EXPECT_TRUE(fs::is_directory(empty));
+    const std::string full = dir.file("full");
+    fs::create_directories(full + "/inner");
+    writeFile(full + "/a.txt", "a");
+    writeFile(full + "/inner/b.txt", "b");
+    morvane::deleteFile(full);
+    EXPECT_EQ(morvane::testing::readFile(full + "/a.txt"), "a");
+    EXPECT_EQ(morvane::testing::readFile(full + "/inner/b.txt"), "b");
+}
+
+TEST(DeleteFile, LeavesAReadOnlyFolderReadOnly) {
+    TempDirectory dir("ro-folder");
+    const std::string folder = dir.file("locked");
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                    fs::perm_options::remove);
+    morvane::deleteFile(folder);
+    EXPECT_TRUE(fs::is_directory(folder));
+    EXPECT_EQ(fs::status(folder).permissions() & fs::perms::owner_write, fs::perms::none);
+    fs::permissions(folder, fs::perms::owner_write, fs::perm_options::add);  // so the test's folder can go
+}
+
 TEST(WindowsDirectory, IsEmptyWhereThereIsNone) { EXPECT_EQ(morvane::getWindowsDirectory(), ""); }
 
 TEST(ProcessPriority, LevelTwoAndUnknownLevelsSelectNothing) {
