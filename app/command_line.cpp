@@ -250,7 +250,7 @@ int runCommandLine(const std::string& commandLine, JobContext& outer, PasswordDa
     int status = runJobOfCommandLine(commandLine, job, passwords);
     if (status == kExitDone) {
         const bool reported = job.log.linesRequested() > linesBefore || counted.messages > 0;
-        status = reported || job.run.jobFailedSilently ? kExitFailed : kExitDone;
+        status = reported ? kExitFailed : kExitDone;
     }
     // A run that fails has said why.
     if (status != kExitDone && counted.messages == 0 && counted.echoed == 0)

@@ -15,7 +15,6 @@
 #include "job_lock.h"
 #include "job_support.h"
 #include "platform_utilities.h"
-#include "run_time_error.h"
 #include "safe_file.h"
 #include "text_case.h"
 
@@ -234,7 +233,6 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         if (!silent) c.status.finishBar();
     }
 
-    if (failed) c.run.jobFailedSilently = true;
     if (!silent) {
         closeStatus(c);
         c.ui.pause(300);

@@ -123,9 +123,6 @@ struct RunState {
     std::int32_t progressPercent = 0;  // the cipher's latest percentage
     std::string commandLine;           // the program's whole argument text, as logged: passwords as "*"
     std::string windowsDirectory;      // read once at start-up; empty on Linux
-    // A job met a failure it does not report in a command-line run (a
-    // decipher step that failed): the run still ends with a failure status.
-    bool jobFailedSilently = false;
     // How long a job waits for a name another job is writing.
     int jobLockWaitMs = 5000;
 };

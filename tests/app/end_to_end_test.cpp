@@ -25,6 +25,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using morvane::testing::builtProgram;
 
 // A directory of its own for one test, named without any "-".
 struct BaseDirectory : morvane::testing::DashFreeDirectory {
@@ -72,14 +73,6 @@ std::string expectedUsage(const std::string& rejection) {
            blankLine + "Decryption Commands: " + blankLine + decryptSummary + blankLine +
            "For additional command line options such as using input files and wildcards, please consult the help "
            "file. You may view the help file now by pressing F1 on your keyboard.";
-}
-
-// The program built beside the test programs: the tests run from
-// {build}/tests/app, the program is {build}/morvane.
-fs::path builtProgram() {
-    std::error_code ec;
-    const fs::path self = fs::read_symlink("/proc/self/exe", ec);
-    return self.parent_path().parent_path().parent_path() / "morvane";
 }
 
 struct Outcome {

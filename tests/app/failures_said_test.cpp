@@ -25,6 +25,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using morvane::testing::builtProgram;
 using morvane::testing::linesOf;
 using morvane::testing::readFile;
 using morvane::testing::writeFile;
@@ -52,13 +53,6 @@ std::string noise(std::size_t size, unsigned seed) {
     std::string bytes(size, '\0');
     for (char& c : bytes) c = static_cast<char>(random() & 0xFF);
     return bytes;
-}
-
-// The program built beside the test programs: the tests run from
-// {build}/tests/app, the program is {build}/morvane.
-fs::path builtProgram() {
-    std::error_code ec;
-    return fs::read_symlink("/proc/self/exe", ec).parent_path().parent_path().parent_path() / "morvane";
 }
 
 class FailuresSaid : public ::testing::Test {

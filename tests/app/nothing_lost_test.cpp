@@ -41,6 +41,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using morvane::testing::builtProgram;
 using morvane::testing::linesOf;
 using morvane::testing::readFile;
 using morvane::testing::writeFile;
@@ -171,14 +172,6 @@ std::string joined(const std::vector<std::string>& args) {
     std::string line;
     for (const std::string& arg : args) line += (line.empty() ? "" : " ") + arg;
     return line;
-}
-
-// The program built beside the test programs: the tests run from
-// {build}/tests/app, the program is {build}/morvane.
-fs::path builtProgram() {
-    std::error_code ec;
-    const fs::path self = fs::read_symlink("/proc/self/exe", ec);
-    return self.parent_path().parent_path().parent_path() / "morvane";
 }
 
 int modeOf(const std::string& path) {

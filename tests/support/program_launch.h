@@ -6,10 +6,18 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 namespace morvane::testing {
+
+// The program built beside the test programs: the tests run from
+// {build}/tests/app, the program is {build}/morvane.
+inline std::filesystem::path builtProgram() {
+    std::error_code ec;
+    return std::filesystem::read_symlink("/proc/self/exe", ec).parent_path().parent_path().parent_path() / "morvane";
+}
 
 // The environment of a started program: the places given, the C locale, and
 // PATH and the sanitizers' settings as the test has them.
