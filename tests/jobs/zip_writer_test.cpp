@@ -272,3 +272,34 @@ TEST(ZipWriterRoundTrip, RandomMixturesComeBackByteForByte) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(ZipWriter, StoredPiecesOfIncompressibleFilesAreReadByTheZipPrograms) {
+    // Random bytes, then text, then random bytes again: the random pieces go
+    // into stored blocks within the deflated member, and every reader takes
+    // the member as one stream.
+    TempDirectory dir("writer-stored-pieces");
+    std::mt19937 rng(11);
+    std::string data;
+    for (int i = 0; i < (3 << 19); ++i) data += static_cast<char>(rng());
+    data += content(1 << 20, 12);
+    for (int i = 0; i < 700001; ++i) data += static_cast<char>(rng());
+    writeFile(dir.file("mixed.bin"), data);
+    {
+        LibzipComponent zip;
+        ASSERT_TRUE(zip.ZipFiles(dir.file(""), "\"mixed.bin\"", dir.file(""), "plain.zip", "-4"));
+        ASSERT_TRUE(zip.CommitArchive());
+        zip.SetZipPassword("Pass word 2");
+        ASSERT_TRUE(zip.ZipFiles(dir.file(""), "\"mixed.bin\"", dir.file(""), "aes.zip", "-4"));
+        ASSERT_TRUE(zip.CommitArchive());
+    }
+    // Not larger than the bytes themselves by more than the zip's own records.
+    EXPECT_LT(fs::file_size(dir.file("plain.zip")), data.size() + 1024);
+    EXPECT_EQ(run("unzip -t '" + dir.file("plain.zip") + "'"), 0);
+    EXPECT_EQ(run("7zz t -p'Pass word 2' '" + dir.file("aes.zip") + "'"), 0);
+    EXPECT_EQ(run("7zz x -p'Pass word 2' -o'" + dir.file("x") + "' '" + dir.file("aes.zip") + "'"), 0);
+    EXPECT_EQ(readFile(dir.file("x/mixed.bin")), data);
+}
+
+}  // namespace
