@@ -153,6 +153,7 @@ private:
     TextBuilder text_;
     SeedSource seedSource_ = clockSeed;
     blowfish::ParallelDecipher decipher_;
+    HelperThread io_;  // reads and writes the file's chunks while the chain runs
 };
 
 // The size descriptor check: T - n must lie between 12 and 19, T a multiple

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <memory>
 
 #include "byte_order.h"
@@ -53,9 +54,18 @@ public:
     }
 
     bool write(const std::uint8_t* data, std::size_t length, std::string& error) {
-        if (length == 0 || file_.write({data, length})) return true;
-        error = file_.error();
-        return false;
+        if (length == 0) return true;
+        if (!file_.write({data, length})) {
+            error = file_.error();
+            return false;
+        }
+        // Written out as it comes, the file leaves the final flush little to do.
+        unhinted_ += length;
+        if (unhinted_ >= kWritebackBytes) {
+            file_.startWriteback();
+            unhinted_ = 0;
+        }
+        return true;
     }
 
     // Flushes the file (when asked to), lets `check` read it back under its
@@ -76,7 +86,9 @@ public:
     }
 
 private:
+    static constexpr std::size_t kWritebackBytes = 8 << 20;
     AtomicFile file_;
+    std::size_t unhinted_ = 0;
 };
 
 // Opens the input and reads its length.
@@ -146,30 +158,70 @@ bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::stri
     OutputFile output;
     if (!output.open(outFile, LastError)) return false;
 
+    // The chain is one sequential run on this thread; the chunk before it is
+    // written and the chunk after it read on the helper thread meanwhile, so
+    // the disk work costs no time of the chain's.
     const std::uint64_t total = (n + 12 + 7) / 8 * 8;
-    std::vector<std::uint8_t> chunk(static_cast<std::size_t>(std::min<std::uint64_t>(chunkBytes, total)));
-    blowfish::ProgressMeter meter(total, Progress);
-    blowfish::ChainBlock previous;
+    const auto chunkSize = static_cast<std::size_t>(std::min<std::uint64_t>(chunkBytes, total));
+    const std::uint64_t chunks = (total + chunkSize - 1) / chunkSize;
+    std::vector<std::uint8_t> buffers[3];
+    for (auto& buffer : buffers) buffer.resize(chunkSize);
+    const auto lengthOf = [&](std::uint64_t k) {
+        return static_cast<std::size_t>(std::min<std::uint64_t>(chunkSize, total - k * chunkSize));
+    };
     std::uint64_t unread = n;
-    for (std::uint64_t offset = 0; offset < total;) {
-        const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), total - offset));
+    // Lays out chunk k's plaintext: the header in front of the first, the
+    // file's bytes, zeros after its end.
+    const auto fill = [&](std::uint64_t k, std::string& error) {
+        std::uint8_t* chunk = buffers[k % 3].data();
+        const std::size_t length = lengthOf(k);
         std::size_t filled = 0;
-        if (offset == 0) {
-            writeHeader(chunk.data(), n);
+        if (k == 0) {
+            writeHeader(chunk, n);
             filled = 12;
         }
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(length - filled, unread));
-        if (!readExactly(input.get(), chunk.data() + filled, wanted, inFile, LastError)) return false;
+        if (!readExactly(input.get(), chunk + filled, wanted, inFile, error)) return false;
         unread -= wanted;
         filled += wanted;
-        std::fill(chunk.begin() + static_cast<std::ptrdiff_t>(filled),
-                  chunk.begin() + static_cast<std::ptrdiff_t>(length), std::uint8_t{0});
+        std::fill(chunk + filled, chunk + length, std::uint8_t{0});
+        return true;
+    };
+    struct Transfer {
+        std::uint64_t next = 0;  // the chunk being enciphered
+        std::uint64_t chunks = 0;
+        const std::function<bool(std::uint64_t, std::string&)>* fill = nullptr;
+        const std::function<bool(std::uint64_t, std::string&)>* write = nullptr;
+        bool ok = true;
+        std::string error;
+    };
+    const std::function<bool(std::uint64_t, std::string&)> fillChunk = fill;
+    const std::function<bool(std::uint64_t, std::string&)> writeChunk = [&](std::uint64_t k, std::string& error) {
+        return output.write(buffers[k % 3].data(), lengthOf(k), error);
+    };
+    Transfer transfer{0, chunks, &fillChunk, &writeChunk, true, {}};
+    const HelperThread::Job aroundChunk = [](void* context) {
+        auto* t = static_cast<Transfer*>(context);
+        if (t->next > 0 && !(*t->write)(t->next - 1, t->error)) t->ok = false;
+        if (t->ok && t->next + 1 < t->chunks && !(*t->fill)(t->next + 1, t->error)) t->ok = false;
+    };
 
-        blowfish::cbcEncipher(tables_, {chunk.data(), length}, previous);
-        meter.blocksDone(offset + length - 8);
-        if (!output.write(chunk.data(), length, LastError)) return false;
-        offset += length;
+    blowfish::ProgressMeter meter(total, Progress);
+    blowfish::ChainBlock previous;
+    if (!fill(0, LastError)) return false;
+    for (std::uint64_t k = 0; k < chunks; ++k) {
+        transfer.next = k;
+        io_.start(aroundChunk, &transfer);
+        const std::size_t length = lengthOf(k);
+        blowfish::cbcEncipher(tables_, {buffers[k % 3].data(), length}, previous);
+        io_.wait();
+        if (!transfer.ok) {
+            LastError = transfer.error;
+            return false;
+        }
+        meter.blocksDone(k * chunkSize + length - 8);
     }
+    if (!writeChunk(chunks - 1, LastError)) return false;
     meter.finish();
     input.reset();
     return output.commit(flushOutput, check, LastError);

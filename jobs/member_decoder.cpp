@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "raw_inflater.h"
 #include "secure_wipe.h"
 #include "winzip_aes_reader.h"
 #include "zip_format.h"
@@ -47,42 +48,6 @@ private:
     std::uint32_t crc_ = 0;
     bool tooLong_ = false;
     bool refused_ = false;
-};
-
-// Inflates a raw deflate stream fed in pieces.
-class Inflater {
-public:
-    Inflater() { open_ = inflateInit2(&stream_, -MAX_WBITS) == Z_OK; }
-    ~Inflater() {
-        if (open_) inflateEnd(&stream_);
-    }
-    Inflater(const Inflater&) = delete;
-    Inflater& operator=(const Inflater&) = delete;
-
-    // False when the data is no deflate stream, or `out` says stop.
-    bool feed(std::span<const std::uint8_t> input, SizedOutput& out) {
-        if (!open_) return false;
-        stream_.next_in = const_cast<Bytef*>(input.data());
-        stream_.avail_in = static_cast<uInt>(input.size());
-        for (;;) {
-            if (ended_) return stream_.avail_in == 0;  // nothing may follow the end
-            stream_.next_out = buffer_.data();
-            stream_.avail_out = static_cast<uInt>(buffer_.size());
-            const int result = inflate(&stream_, Z_NO_FLUSH);
-            if (result == Z_BUF_ERROR && stream_.avail_in == 0) return true;
-            if (result != Z_OK && result != Z_STREAM_END) return false;
-            if (!out({buffer_.data(), buffer_.size() - stream_.avail_out})) return false;
-            if (result == Z_STREAM_END) ended_ = true;
-            if (stream_.avail_in == 0 && stream_.avail_out != 0) return true;
-        }
-    }
-    bool ended() const { return ended_; }
-
-private:
-    z_stream stream_{};
-    bool open_ = false;
-    bool ended_ = false;
-    std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(1 << 18);
 };
 
 MemberStatus outputStatus(const SizedOutput& out, const ZipEntry& entry, std::string& detail) {
@@ -153,10 +118,11 @@ MemberStatus MemberDecoder::decode(std::size_t index, const std::function<bool(s
         if (status != WinZipAesReader::Status::Ok || aesReader.finish() != WinZipAesReader::Status::Ok)
             return damaged("the authentication code or the CRC of " + entry.name + " does not match its content");
     } else {
-        Inflater inflater;
+        RawInflater inflater;
+        const auto emit = [&sized](std::span<const std::uint8_t> bytes) { return sized(bytes); };
         bool dataOk = true;
         const bool read = readStored([&](std::span<const std::uint8_t> raw) {
-            dataOk = method == kStored ? sized(raw) : inflater.feed(raw, sized);
+            dataOk = method == kStored ? sized(raw) : inflater.feed(raw, emit);
             return dataOk;
         });
         if (stopped) return MemberStatus::Stopped;

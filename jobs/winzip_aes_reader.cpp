@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "raw_inflater.h"
 #include "secure_wipe.h"
 #include "winzip_aes_keys.h"
 
@@ -28,15 +29,9 @@ struct WinZipAesReader::State {
     std::vector<std::uint8_t> authCode;  // the last 10 bytes, held back until the end
     std::vector<std::uint8_t> plain;
 
-    z_stream inflater{};
-    bool inflaterOpen = false;
-    bool inflateEnded = false;
-    std::vector<std::uint8_t> inflated;
+    std::unique_ptr<RawInflater> inflater;
 
-    ~State() {
-        if (inflaterOpen) inflateEnd(&inflater);
-        secureWipe(password);
-    }
+    ~State() { secureWipe(password); }
 
     std::size_t headBytes() const { return winzip::saltBytesOf(strength) + winzip::kCheckValueBytes; }
     std::uint64_t cipherEnd() const { return rawSize - winzip::kAuthCodeBytes; }
@@ -49,11 +44,7 @@ struct WinZipAesReader::State {
             status = Status::WrongPassword;
             return false;
         }
-        if (deflated) {
-            if (inflateInit2(&inflater, -MAX_WBITS) != Z_OK) return false;
-            inflaterOpen = true;
-            inflated.resize(1 << 18);
-        }
+        if (deflated) inflater = std::make_unique<RawInflater>();
         keyed = true;
         return true;
     }
@@ -70,25 +61,7 @@ struct WinZipAesReader::State {
         plain.assign(data.begin(), data.end());
         cipher.crypt(plain);
         if (!deflated) return emit(plain, out);
-        inflater.next_in = plain.data();
-        inflater.avail_in = static_cast<uInt>(plain.size());
-        // Go on while input is left, and also while the output buffer keeps
-        // filling up: little input can hold much pending output.
-        for (;;) {
-            if (inflateEnded) {
-                if (inflater.avail_in > 0) return false;  // bytes after the end of the deflated data
-                break;
-            }
-            inflater.next_out = inflated.data();
-            inflater.avail_out = static_cast<uInt>(inflated.size());
-            const int result = inflate(&inflater, Z_NO_FLUSH);
-            if (result == Z_BUF_ERROR && inflater.avail_in == 0) break;  // waits for the next ciphertext
-            if (result != Z_OK && result != Z_STREAM_END) return false;
-            if (!emit({inflated.data(), inflated.size() - inflater.avail_out}, out)) return false;
-            if (result == Z_STREAM_END) inflateEnded = true;
-            if (inflater.avail_in == 0 && inflater.avail_out != 0) break;
-        }
-        return true;
+        return inflater->feed(plain, [&](std::span<const std::uint8_t> bytes) { return emit(bytes, out); });
     }
 };
 
@@ -144,7 +117,7 @@ WinZipAesReader::Status WinZipAesReader::finish() {
     if (!s.keyed || s.rawSeen != s.rawSize || s.authCode.size() != winzip::kAuthCodeBytes || !s.cipher.authCode(code) ||
         std::memcmp(code, s.authCode.data(), winzip::kAuthCodeBytes) != 0)
         return s.status = Status::Damaged;
-    if (s.deflated && !s.inflateEnded) return s.status = Status::Damaged;
+    if (s.deflated && !s.inflater->ended()) return s.status = Status::Damaged;
     if (s.expectedCrc != 0 && s.crc != s.expectedCrc) return s.status = Status::Damaged;
     return s.status;
 }

@@ -4,7 +4,7 @@
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 "$ROOT/scripts/install-packages.sh" g++ cmake ninja-build ccache pkg-config libgtest-dev libgmock-dev \
-  libzip-dev zlib1g-dev 7zip zip unzip
+  libzip-dev zlib1g-dev libisal-dev 7zip zip unzip
 cmake -S "$ROOT" -B "$ROOT/build-sanitize" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DMORVANE_SANITIZE=ON -DMORVANE_TOOLKIT_FREE_ONLY=ON -DMORVANE_BENCH=OFF >/dev/null
 cmake --build "$ROOT/build-sanitize" -j2

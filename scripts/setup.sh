@@ -8,7 +8,7 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 # exchange archives with, and the desktop toolkit with the fonts its windows
 # name ("Arial" and "Arial Narrow" are met by their metric twins).
 PACKAGES=(g++ cmake ninja-build ccache pkg-config libgtest-dev libgmock-dev libbenchmark-dev libssl-dev
-  libzip-dev zlib1g-dev 7zip zip unzip qt6-base-dev qt6-svg-dev fonts-liberation)
+  libzip-dev zlib1g-dev libisal-dev 7zip zip unzip qt6-base-dev qt6-svg-dev fonts-liberation)
 
 "$ROOT/scripts/install-packages.sh" "${PACKAGES[@]}"
 

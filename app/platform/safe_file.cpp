@@ -327,6 +327,12 @@ bool AtomicFile::truncate(std::uint64_t length) {
     return true;
 }
 
+void AtomicFile::startWriteback() {
+#ifdef __linux__
+    if (descriptor_ >= 0) ::sync_file_range(descriptor_, 0, 0, SYNC_FILE_RANGE_WRITE);
+#endif
+}
+
 bool AtomicFile::flush() {
     if (descriptor_ < 0) return fail(EBADF);
     if (flushed_) return true;

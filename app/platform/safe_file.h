@@ -80,6 +80,10 @@ public:
     bool writeAt(std::uint64_t offset, std::span<const std::uint8_t> bytes);
     bool truncate(std::uint64_t length);
 
+    // Asks the system to start writing what was written so far to disk, so
+    // that the flush before commit has little left to wait for. A hint only:
+    // it fails nothing and makes nothing durable.
+    void startWriteback();
     // Makes the content so far durable (once is enough before commit).
     bool flush();
 
