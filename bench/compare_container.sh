@@ -1,11 +1,21 @@
 #!/usr/bin/env bash
-# compare_container.sh: the combined archive next to the standard tools that do
+# compare_container.sh: the combined archive next to 7-Zip making and opening
+# one AES-256 zip of the same files, and next to the standard tools that do
 # the same two layers, on the same machine and the same files.
 #
-#   making it   morvane-cipher pack        vs  zip -4 -P, then openssl enc -bf-cbc   at most 1.0
-#   opening it  morvane-cipher unpack      vs  openssl enc -d -bf-cbc, then unzip -P at most 0.7
-#   1000 files  morvane-cipher pack        vs  zip -4 -P alone                       at most 1.2
-#   peak resident memory of pack and of unpack                                      under 64 MiB
+#   making it   morvane-cipher pack    vs  7zz a -tzip -mx=4 -mem=AES256 -mmt=2   at most 0.80
+#   opening it  morvane-cipher unpack  vs  7zz x                                   at most 0.90
+#   making it with "remove source" (morvane -e -od, read back before deleting)
+#                                      vs  7zz a                                   at most 1.0
+#   the command line's jobs (morvane -e, morvane -d) vs morvane-cipher pack and unpack
+#                                                                                  at most 1.05
+#   making it   morvane-cipher pack    vs  zip -4 -P, then openssl enc -bf-cbc     at most 1.0
+#   opening it  morvane-cipher unpack  vs  openssl enc -d -bf-cbc, then unzip -P   at most 0.7
+#   1000 files  morvane-cipher pack    vs  zip -4 -P alone                         at most 1.2
+#   peak resident memory of pack, unpack and the program                          under 64 MiB
+#
+# BUILD=dir measures the programs built in another build directory (an older
+# version, for figures before and after a change).
 #
 # The program itself then makes the archive of the 8 files from its command
 # line as a batch file does, once keeping the sources and once with "remove
@@ -26,12 +36,12 @@
 # in the figures: the load average is printed before and after.
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-BUILD="$ROOT/build"
+BUILD="${BUILD:-$ROOT/build}"
 RUNS="${RUNS:-3}"
 PASSWORD="bench Passw0rd"
 LIMIT_MIB=64
 
-"$ROOT/scripts/install-packages.sh" zip unzip openssl time
+"$ROOT/scripts/install-packages.sh" zip unzip openssl time 7zip
 if [ ! -f "$BUILD/CMakeCache.txt" ]; then
   cmake -S "$ROOT" -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 fi
@@ -83,12 +93,16 @@ for _ in $(seq 0 "$RUNS"); do
   rm -f "$WORK/peer.zip" "$WORK/peer.enc"
   timed zip_pack zip -q -j -4 -P "$PASSWORD" "$WORK/peer.zip" "${BIG[@]}"
   timed openssl_enc "${OPENSSL_BF[@]}" -in "$WORK/peer.zip" -out "$WORK/peer.enc"
+  rm -f "$WORK/seven.zip"
+  timed seven_pack 7zz a -tzip -mx=4 -mem=AES256 -mmt=2 "-p$PASSWORD" "$WORK/seven.zip" "${BIG[@]}"
 
   rm -rf "$WORK/out" && mkdir "$WORK/out"
   timed morvane_unpack "$TOOL" unpack "$PASSWORD" "$WORK/out.enz" "$WORK/out/"
   rm -rf "$WORK/out2" "$WORK/peer2.zip"
   timed openssl_dec "${OPENSSL_BF[@]}" -d -in "$WORK/peer.enc" -out "$WORK/peer2.zip"
   timed unzip_unpack unzip -q -P "$PASSWORD" "$WORK/peer2.zip" -d "$WORK/out2"
+  rm -rf "$WORK/out7"
+  timed seven_unpack 7zz x "-p$PASSWORD" "-o$WORK/out7" "$WORK/seven.zip"
 done
 
 echo "Making the archive with the program, keeping and removing the sources, $RUNS runs after a warm-up..."
@@ -104,8 +118,10 @@ for _ in $(seq 0 "$RUNS"); do
     exit 1
   fi
 done
-rm -rf "$WORK/out3" && mkdir "$WORK/out3"
-"${PROGRAM[@]}" -d "-p$PASSWORD" "-s$WORK/remove.enz" "-d$WORK/out3/" -os
+for _ in $(seq 0 "$RUNS"); do
+  rm -rf "$WORK/out3" && mkdir "$WORK/out3"
+  timed morvane_open "${PROGRAM[@]}" -d "-p$PASSWORD" "-s$WORK/remove.enz" "-d$WORK/out3/" -os
+done
 rm -f "$WORK/keep.enz" "$WORK/remove.enz"
 
 roundtrip_ok=1
@@ -120,8 +136,11 @@ same_files() {
 same_files "$WORK/corpus/big" "$WORK/out" || { echo "morvane-cipher unpack: the files differ from the input" >&2; roundtrip_ok=0; }
 same_files "$WORK/corpus/big" "$WORK/out2" || { echo "unzip: the files differ from the input" >&2; roundtrip_ok=0; }
 same_files "$WORK/corpus/big" "$WORK/out3" || { echo "morvane -e -od: the files differ from the input" >&2; roundtrip_ok=0; }
+same_files "$WORK/corpus/big" "$WORK/out7" || { echo "7zz x: the files differ from the input" >&2; roundtrip_ok=0; }
 SIZES=("$(stat -c %s "$WORK/out.enz")" "$(stat -c %s "$WORK/peer.enc")")
-rm -rf "$WORK/out" "$WORK/out2" "$WORK/out3" "$WORK/peer2.zip" "$WORK/peer.zip" "$WORK/peer.enc" "$WORK/out.enz"
+SIZES+=("$(stat -c %s "$WORK/seven.zip")")
+rm -rf "$WORK/out" "$WORK/out2" "$WORK/out3" "$WORK/out7" "$WORK/peer2.zip" "$WORK/peer.zip" "$WORK/peer.enc" \
+  "$WORK/out.enz" "$WORK/seven.zip"
 
 echo "Packing 1000 files of 256 KiB, $RUNS runs after a warm-up..."
 for _ in $(seq 0 "$RUNS"); do
@@ -144,7 +163,7 @@ import statistics
 import sys
 
 times_dir, runs, limit_mib, roundtrip_ok = sys.argv[1], int(sys.argv[2]), int(sys.argv[3]), sys.argv[4] == "1"
-enz, enc, many_enz, many_zip = (int(s) for s in sys.argv[5:9])
+enz, enc, seven, many_enz, many_zip = (int(s) for s in sys.argv[5:10])
 
 
 def load(key):
@@ -168,12 +187,15 @@ rows = [
     ("", "zip -4 -P", load("zip_pack")),
     ("", "openssl enc -bf-cbc", load("openssl_enc")),
     ("", "zip + openssl", pair("zip_pack", "openssl_enc")),
+    ("", "7zz a -mx=4 AES-256", load("seven_pack")),
     ("unpack, 8 files", "morvane-cipher unpack", load("morvane_unpack")),
     ("", "openssl enc -d -bf-cbc", load("openssl_dec")),
     ("", "unzip -P", load("unzip_unpack")),
     ("", "openssl + unzip", pair("openssl_dec", "unzip_unpack")),
+    ("", "7zz x", load("seven_unpack")),
     ("program, 8 files", "morvane -e", load("morvane_keep")),
     ("", "morvane -e -od", load("morvane_remove")),
+    ("", "morvane -d", load("morvane_open")),
     ("pack, 1000 files", "morvane-cipher pack", load("morvane_many")),
     ("", "zip -4 -P", load("zip_many")),
 ]
@@ -190,7 +212,7 @@ for group, name, data in rows:
     print(f"{group:17}{name:24}{cells}{median(data, 0):9.2f}{median(data, 2):8.2f}{median(data, 3):7.2f}"
           f"{peak:8.1f} MiB")
 print()
-print(f"sizes: out.enz {enz / 2**20:.1f} MiB, peer.enc {enc / 2**20:.1f} MiB; "
+print(f"sizes: out.enz {enz / 2**20:.1f} MiB, peer.enc {enc / 2**20:.1f} MiB, 7-Zip's zip {seven / 2**20:.1f} MiB; "
       f"many.enz {many_enz / 2**20:.1f} MiB, many.zip {many_zip / 2**20:.1f} MiB (inputs 256 and 250 MiB)")
 print()
 
@@ -208,6 +230,16 @@ def ratio(label, ours, theirs, target):
     print(f"{label:48} {r:6.3f}  (target <= {target})  {mark(r <= target)}")
 
 
+ratio("pack: morvane-cipher pack / 7zz a", ("pack, 8 files", "morvane-cipher pack"),
+      ("pack, 8 files", "7zz a -mx=4 AES-256"), 0.80)
+ratio("unpack: morvane-cipher unpack / 7zz x", ("unpack, 8 files", "morvane-cipher unpack"),
+      ("unpack, 8 files", "7zz x"), 0.90)
+ratio("remove source: morvane -e -od / 7zz a", ("program, 8 files", "morvane -e -od"),
+      ("pack, 8 files", "7zz a -mx=4 AES-256"), 1.0)
+ratio("command line: morvane -e / morvane-cipher pack", ("program, 8 files", "morvane -e"),
+      ("pack, 8 files", "morvane-cipher pack"), 1.05)
+ratio("command line: morvane -d / morvane-cipher unpack", ("program, 8 files", "morvane -d"),
+      ("unpack, 8 files", "morvane-cipher unpack"), 1.05)
 ratio("pack: Morvane / (zip + openssl enc)", ("pack, 8 files", "morvane-cipher pack"),
       ("pack, 8 files", "zip + openssl"), 1.0)
 ratio("unpack: Morvane / (openssl enc -d + unzip)", ("unpack, 8 files", "morvane-cipher unpack"),
@@ -221,7 +253,9 @@ ratio("program, remove source: -e -od / (zip + openssl)", ("program, 8 files", "
 r = median(table[("program, 8 files", "morvane -e -od")], 0) / median(table[("program, 8 files", "morvane -e")], 0)
 print(f"{'the check before removing: -e -od / -e':48} {r:6.3f}  (shown, no target)")
 for label, key in (("pack", ("pack, 8 files", "morvane-cipher pack")),
-                   ("unpack", ("unpack, 8 files", "morvane-cipher unpack"))):
+                   ("unpack", ("unpack, 8 files", "morvane-cipher unpack")),
+                   ("morvane -e -od", ("program, 8 files", "morvane -e -od")),
+                   ("morvane -d", ("program, 8 files", "morvane -d"))):
     peak = max(r[1] for r in table[key])
     print(f"{'peak resident memory of ' + label:48} {peak / 1024:6.1f} MiB ({peak} KiB)  "
           f"(target < {limit_mib} MiB)  {mark(peak < limit_mib * 1024)}")

@@ -94,6 +94,21 @@ public:
     // takes its name only when complete, as with EncryptFile.
     bool DecryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText = {});
 
+    // DecryptFile telling `written` after each piece how many bytes of the
+    // output are in the file so far and the temporary name it is written
+    // under, so that the output can be read while it is written.
+    using WrittenSoFar = std::function<void(std::uint64_t bytes, const std::string& temporaryPath)>;
+    bool DecryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText,
+                     const WrittenSoFar& written);
+
+    // Deciphers plaintext bytes [offset, offset + length) of an enciphered
+    // file (the cipher buffer: 12 header bytes, then the file) without
+    // deciphering what comes before them: each block needs only the
+    // ciphertext block before it. False with LastError set when the file
+    // cannot be read or is too short.
+    bool decipherRange(const std::string& inFile, std::string_view keyText, std::uint64_t offset, std::size_t length,
+                       std::vector<std::uint8_t>& plaintext);
+
     // Whether EncryptFile and DecryptFile flush their output to disk before
     // it takes its name. A temporary file that is read once and then deleted
     // needs no flush.
@@ -137,7 +152,7 @@ public:
     bool encryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
                              std::size_t chunkBytes, const WrittenFileCheck& check = {});
     bool decryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
-                             std::size_t chunkBytes);
+                             std::size_t chunkBytes, const WrittenSoFar& written = {});
 
 private:
     // Deciphers the file chunk by chunk into `sink`: the plaintext when the

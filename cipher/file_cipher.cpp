@@ -85,6 +85,9 @@ public:
         return false;
     }
 
+    std::uint64_t size() const { return file_.size(); }
+    const std::string& temporaryPath() const { return file_.temporaryPath(); }
+
 private:
     static constexpr std::size_t kWritebackBytes = 8 << 20;
     AtomicFile file_;
@@ -137,6 +140,48 @@ bool clsBlowfish::EncryptFile(const std::string& inFile, const std::string& outF
 
 bool clsBlowfish::DecryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText) {
     return decryptFileInChunks(inFile, outFile, keyText, kFileChunkBytes);
+}
+
+bool clsBlowfish::DecryptFile(const std::string& inFile, const std::string& outFile, std::string_view keyText,
+                              const WrittenSoFar& written) {
+    return decryptFileInChunks(inFile, outFile, keyText, kFileChunkBytes, written);
+}
+
+bool clsBlowfish::decipherRange(const std::string& inFile, std::string_view keyText, std::uint64_t offset,
+                                std::size_t length, std::vector<std::uint8_t>& plaintext) {
+    std::uint64_t total = 0;
+    FileHandle input = openInput(inFile, total, LastError);
+    if (!input) return false;
+    const std::uint64_t wholeBlocks = total / 8 * 8;
+    if (offset > wholeBlocks || length > wholeBlocks - offset) {
+        LastError = inFile + " is shorter than the bytes asked of it.";
+        return false;
+    }
+    if (!keyText.empty()) key(keyText);
+    // Whole blocks around the range, and the ciphertext block before them
+    // (two zero words before the first block).
+    const std::uint64_t first = offset / 8 * 8;
+    const std::uint64_t end = (offset + length + 7) / 8 * 8;
+    const std::uint64_t from = first == 0 ? 0 : first - 8;
+    std::vector<std::uint8_t> blocks(static_cast<std::size_t>(end - from));
+    errno = 0;
+#ifdef _WIN32
+    const bool placed = ::_fseeki64(input.get(), static_cast<__int64>(from), SEEK_SET) == 0;
+#else
+    const bool placed = ::fseeko(input.get(), static_cast<off_t>(from), SEEK_SET) == 0;
+#endif
+    if (!placed || !readExactly(input.get(), blocks.data(), blocks.size(), inFile, LastError)) return false;
+    blowfish::ChainBlock previous;
+    std::span<std::uint8_t> run(blocks);
+    if (first != 0) {
+        previous = {loadBigEndian32(blocks.data()), loadBigEndian32(blocks.data() + 4)};
+        run = run.subspan(8);
+    }
+    blowfish::cbcDecipher(tables_, run, previous);
+    const std::size_t skip = static_cast<std::size_t>(offset - first);
+    plaintext.assign(run.begin() + static_cast<std::ptrdiff_t>(skip),
+                     run.begin() + static_cast<std::ptrdiff_t>(skip + length));
+    return true;
 }
 
 bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
@@ -273,7 +318,7 @@ bool clsBlowfish::decipherFileInChunks(const std::string& inFile, std::string_vi
 }
 
 bool clsBlowfish::decryptFileInChunks(const std::string& inFile, const std::string& outFile, std::string_view keyText,
-                                      std::size_t chunkBytes) {
+                                      std::size_t chunkBytes, const WrittenSoFar& written) {
     if (!fileExists(inFile)) {
         LastError = "Unable to locate " + inFile + ".";
         return false;
@@ -283,8 +328,12 @@ bool clsBlowfish::decryptFileInChunks(const std::string& inFile, const std::stri
     bool fits = false;
     const bool read = decipherFileInChunks(
         inFile, keyText, chunkBytes,
-        [&](std::span<const std::uint8_t> plain) { return output.write(plain.data(), plain.size(), LastError); }, true,
-        fits);
+        [&](std::span<const std::uint8_t> plain) {
+            if (!output.write(plain.data(), plain.size(), LastError)) return false;
+            if (written) written(output.size(), output.temporaryPath());
+            return true;
+        },
+        true, fits);
     return read && output.commit(flushOutput, {}, LastError);
 }
 

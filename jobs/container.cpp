@@ -1,5 +1,6 @@
 #include "container.h"
 
+#include "decipher_and_extract.h"
 #include "modCrypt.h"
 #include "platform_utilities.h"
 #include "program_directory.h"
@@ -93,12 +94,12 @@ ContainerResult openArchive(ZipComponent& zip, clsBlowfish& cipher, const std::s
     const std::string tempZip = decryptTempZipPath(outdir, archivePath);
     deleteFile(tempZip);
     cipher.flushOutput = false;  // read once and deleted
-    const bool deciphered = cipher.DecryptFile(archivePath, tempZip, key);
+    const OpenedArchive opened =
+        decipherAndExtract(cipher, zip, archivePath, tempZip, key, outdir, keepExisting ? "-n" : "");
     cipher.flushOutput = true;
-    if (!deciphered) return ContainerResult::DecipherFailed;
-    const bool extracted = zip.UnzipFiles(tempZip, "*.*", outdir, keepExisting ? "-n" : "");
     deleteFile(tempZip);
-    return extracted ? ContainerResult::Done : ContainerResult::ExtractFailed;
+    if (!opened.deciphered) return ContainerResult::DecipherFailed;
+    return opened.extracted ? ContainerResult::Done : ContainerResult::ExtractFailed;
 }
 
 }  // namespace morvane

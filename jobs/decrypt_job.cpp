@@ -9,6 +9,7 @@
 
 #include "clsBlowfish.h"
 #include "container.h"
+#include "decipher_and_extract.h"
 #include "file_attributes.h"
 #include "file_list.h"
 #include "folder.h"
@@ -181,17 +182,19 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         // The deciphered zip is read once and deleted: no need to wait for
         // the disk to hold it.
         cipher.flushOutput = false;
-        const bool deciphered = cipher.DecryptFile(path, tempZip, *key);
+        const OpenedArchive opened =
+            decipherAndExtract(cipher, c.zip, path, tempZip, *key, outdir, w.chkDontOverwrite ? "-n" : "", [&] {
+                if (!silent) c.status.dispZipStatus(path, "Unzipping " + path + "...");
+            });
         cipher.flushOutput = true;
-        if (!deciphered) {
+        if (!opened.deciphered) {
             // The decipher step reads and writes files; a wrong password
             // shows only when the deciphered zip is opened.
             deleteFile(tempZip);
             otherFailure(decipherFailure(path, tempZip, cipher.LastError));
             continue;
         }
-        if (!silent) c.status.dispZipStatus(path, "Unzipping " + path + "...");
-        const bool extracted = c.zip.UnzipFiles(tempZip, "*.*", outdir, w.chkDontOverwrite ? "-n" : "");
+        const bool extracted = opened.extracted;
         const ExtractionReport& report = c.zip.LastExtraction();
         deleteFile(tempZip);
         for (const UnwrittenMember& member : report.unwritten)

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "file_attributes.h"
+#include "growing_zip.h"
 #include "safe_file.h"
 #include "secure_wipe.h"
 #include "zip_extractor.h"
@@ -135,6 +136,24 @@ bool LibzipComponent::UnzipFiles(const std::string& zipPath, const std::string& 
     request.password = unzipPassword_;
     request.progress = [this](int percent) { setPercent(percent); };
     request.stopRequested = &stopRequested_;
+    lastExtraction_ = extractArchive(request);
+    secureWipe(request.password);
+    return lastExtraction_.failure == ExtractionReport::Failure::None;
+}
+
+bool LibzipComponent::UnzipGrowingFile(GrowingZip& zip, const std::string& fileMask, const std::string& destDir,
+                                       const std::string& options) {
+    stopRequested_ = false;
+    percentDone_ = 0;
+    ExtractionRequest request;
+    request.zipPath = zip.finalPath();
+    request.fileMask = fileMask;
+    request.destination = destDir;
+    request.keepExisting = hasOption(options, 'n');
+    request.password = unzipPassword_;
+    request.progress = [this](int percent) { percentDone_ = percent; };
+    request.stopRequested = &stopRequested_;
+    request.growing = &zip;
     lastExtraction_ = extractArchive(request);
     secureWipe(request.password);
     return lastExtraction_.failure == ExtractionReport::Failure::None;

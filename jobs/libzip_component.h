@@ -33,6 +33,8 @@ public:
     bool UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
                     const std::string& options) override;
     const ExtractionReport& LastExtraction() const override { return lastExtraction_; }
+    bool UnzipGrowingFile(GrowingZip& zip, const std::string& fileMask, const std::string& destDir,
+                          const std::string& options) override;
     int PercentDone() const override { return percentDone_.load(); }
     void StopWork() override { stopRequested_ = true; }
 

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "growing_zip.h"
 #include "raw_inflater.h"
 #include "secure_wipe.h"
 #include "winzip_aes_reader.h"
@@ -61,8 +62,8 @@ MemberStatus outputStatus(const SizedOutput& out, const ZipEntry& entry, std::st
 
 }  // namespace
 
-MemberDecoder::MemberDecoder(ZipReader& reader, std::string zipPath, std::string password)
-    : reader_(reader), zipPath_(std::move(zipPath)), password_(std::move(password)) {}
+MemberDecoder::MemberDecoder(ZipReader& reader, std::string zipPath, std::string password, GrowingZip* growing)
+    : reader_(reader), zipPath_(std::move(zipPath)), password_(std::move(password)), growing_(growing) {}
 
 MemberDecoder::~MemberDecoder() {
     if (libzip_ != nullptr) zip_discard(libzip_);
@@ -146,6 +147,10 @@ MemberStatus MemberDecoder::decodeWithLibzip(std::size_t index,
     if (!reader_.headerMatches(entry, dataOffset, detail)) return MemberStatus::Damaged;
     if (!libzipTried_) {
         libzipTried_ = true;
+        if (growing_ != nullptr && !growing_->waitComplete()) {
+            detail = "the archive cannot be read";
+            return MemberStatus::Damaged;
+        }
         int error = 0;
         libzip_ = zip_open(zipPath_.c_str(), ZIP_RDONLY, &error);
         if (libzip_ != nullptr && !password_.empty()) zip_set_default_password(libzip_, password_.c_str());

@@ -15,6 +15,8 @@ struct zip;
 
 namespace morvane {
 
+class GrowingZip;
+
 enum class MemberStatus {
     Ok,
     WrongPassword,  // the member's password check failed
@@ -28,7 +30,8 @@ class MemberDecoder {
 public:
     // `zipPath` is the archive `reader` reads; `password` the zip password
     // (code-page bytes), empty for none.
-    MemberDecoder(ZipReader& reader, std::string zipPath, std::string password);
+    // A `growing` zip is read by libzip only once it is complete.
+    MemberDecoder(ZipReader& reader, std::string zipPath, std::string password, GrowingZip* growing = nullptr);
     ~MemberDecoder();
     MemberDecoder(const MemberDecoder&) = delete;
     MemberDecoder& operator=(const MemberDecoder&) = delete;
@@ -46,6 +49,7 @@ private:
     ZipReader& reader_;
     std::string zipPath_;
     std::string password_;
+    GrowingZip* growing_;
     struct zip* libzip_ = nullptr;
     bool libzipTried_ = false;
 };

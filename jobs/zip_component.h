@@ -9,6 +9,8 @@
 
 namespace morvane {
 
+class GrowingZip;
+
 // One file an archive was packed with: its member name, the CRC and count
 // of the bytes read from it, and its attributes (Unix permission bits in the
 // high half).
@@ -104,6 +106,13 @@ public:
     // LastExtraction says which, and which members were not written.
     virtual bool UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
                             const std::string& options) = 0;
+
+    // UnzipFiles of a zip that is still being written, called on a thread of
+    // its own while the writer runs: it reads each part once it is there and
+    // reports progress only through PercentDone (never through Progress). A
+    // component that cannot read a growing zip waits for it to be complete.
+    virtual bool UnzipGrowingFile(GrowingZip& zip, const std::string& fileMask, const std::string& destDir,
+                                  const std::string& options);
 
     // How the last UnzipFiles went.
     virtual const ExtractionReport& LastExtraction() const = 0;

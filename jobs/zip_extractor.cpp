@@ -8,6 +8,7 @@
 
 #include "file_attributes.h"
 #include "folder.h"
+#include "growing_zip.h"
 #include "member_decoder.h"
 #include "member_names.h"
 #include "safe_file.h"
@@ -68,6 +69,7 @@ private:
 
     bool openDestination();
     bool plan(const ZipReader& reader);
+    bool headersMatch(const ZipReader& reader);
     // The folder of components[0 .. count), made where missing when `make`.
     std::unique_ptr<Folder> folderAt(const std::vector<std::string>& components, std::size_t count, bool make);
     bool stage(ZipReader& reader);
@@ -105,18 +107,26 @@ bool Extraction::openDestination() {
     return true;
 }
 
-bool Extraction::plan(const ZipReader& reader) {
-    const std::vector<ZipEntry>& entries = reader.entries();
+bool Extraction::headersMatch(const ZipReader& reader) {
     // Every entry, a folder too, is named by its own header as by the
     // directory: a name changed in one of them is damage, whatever the member
     // turns out to be.
-    for (const ZipEntry& e : entries) {
+    for (const ZipEntry& e : reader.entries()) {
         std::uint64_t dataOffset = 0;
         std::string error;
         if (!reader.headerMatches(e, dataOffset, error)) return fail(Failure::Damaged, error);
+    }
+    return true;
+}
+
+bool Extraction::plan(const ZipReader& reader) {
+    const std::vector<ZipEntry>& entries = reader.entries();
+    // A zip still being written has its headers checked once it is all
+    // there: here they would wait for the whole of it.
+    if (request_.growing == nullptr && !headersMatch(reader)) return false;
+    for (const ZipEntry& e : entries)
         if (e.isFolder() && (e.size != 0 || e.compressedSize > (e.encrypted() ? 64u : 2u)))
             return fail(Failure::Damaged, e.name + " is a folder that holds data");
-    }
     const unsigned defaultMode = defaultFileMode();
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const ZipEntry& e = entries[i];
@@ -229,7 +239,7 @@ bool Extraction::stage(ZipReader& reader) {
     const std::vector<ZipEntry>& entries = reader.entries();
     std::uint64_t total = 0, done = 0;
     for (const Planned& p : planned_) total += entries[p.index].size;
-    MemberDecoder decoder(reader, request_.zipPath, request_.password);
+    MemberDecoder decoder(reader, request_.zipPath, request_.password, request_.growing);
     const std::function<bool()> stop = [this] {
         return request_.stopRequested != nullptr && request_.stopRequested->load();
     };
@@ -276,7 +286,7 @@ bool Extraction::stage(ZipReader& reader) {
         if (!flushFile(file.get())) return fail(Failure::CannotWrite, target + ": " + systemErrorText(errno));
         if (!file.close()) return fail(Failure::CannotWrite, target + ": " + systemErrorText(errno));
     }
-    return true;
+    return request_.growing == nullptr || headersMatch(reader);
 }
 
 void Extraction::commit() {
@@ -336,7 +346,8 @@ void Extraction::undo() {
 
 ExtractionReport Extraction::run() {
     std::string error;
-    std::unique_ptr<ZipReader> reader = ZipReader::open(request_.zipPath, error);
+    std::unique_ptr<ZipReader> reader = request_.growing != nullptr ? ZipReader::open(*request_.growing, error)
+                                                                    : ZipReader::open(request_.zipPath, error);
     if (!reader) {
         fail(Failure::NotAZip, error);
         return report_;

@@ -19,6 +19,8 @@
 
 namespace morvane {
 
+class GrowingZip;
+
 struct ExtractionRequest {
     std::string zipPath;
     std::string fileMask = "*.*";
@@ -27,6 +29,8 @@ struct ExtractionRequest {
     std::string password;  // the zip password, code-page bytes
     std::function<void(int percent)> progress;
     const std::atomic<bool>* stopRequested = nullptr;
+    // A zip still being written (at zipPath once complete), read as it grows.
+    GrowingZip* growing = nullptr;
 };
 
 ExtractionReport extractArchive(const ExtractionRequest& request);

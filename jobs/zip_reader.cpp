@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "file_attributes.h"
+#include "growing_zip.h"
 #include "safe_file.h"
 #include "zip_format.h"
 
@@ -95,6 +96,7 @@ ZipReader::~ZipReader() {
 
 bool ZipReader::readAt(std::uint64_t offset, std::uint8_t* data, std::size_t length) const {
     if (offset > fileSize_ || length > fileSize_ - offset) return false;
+    if (growing_ != nullptr) return growing_->read(offset, data, length);
     while (length > 0) {
 #ifdef _WIN32
         if (::_lseeki64(descriptor_, static_cast<__int64>(offset), SEEK_SET) < 0) return false;
@@ -129,6 +131,17 @@ std::unique_ptr<ZipReader> ZipReader::open(const std::string& path, std::string&
     }
     reader->fileSize_ = static_cast<std::uint64_t>(info.st_size);
 #endif
+    return readDirectory(std::move(reader), error);
+}
+
+std::unique_ptr<ZipReader> ZipReader::open(GrowingZip& zip, std::string& error) {
+    std::unique_ptr<ZipReader> reader(new ZipReader());
+    reader->growing_ = &zip;
+    reader->fileSize_ = zip.size();
+    return readDirectory(std::move(reader), error);
+}
+
+std::unique_ptr<ZipReader> ZipReader::readDirectory(std::unique_ptr<ZipReader> reader, std::string& error) {
     const std::uint64_t size = reader->fileSize_;
     const auto notAZip = [&error](const char* why) {
         error = why;

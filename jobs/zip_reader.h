@@ -13,6 +13,8 @@
 
 namespace morvane {
 
+class GrowingZip;
+
 struct ZipEntry {
     std::string name;  // the bytes the archive holds
     std::uint16_t madeBy = 0;
@@ -46,6 +48,8 @@ public:
     // Opens the archive and reads its directory; nothing when it is no zip
     // archive (or a damaged one), with the reason in `error`.
     static std::unique_ptr<ZipReader> open(const std::string& path, std::string& error);
+    // The same for a zip that is still being written: reads wait for its bytes.
+    static std::unique_ptr<ZipReader> open(GrowingZip& zip, std::string& error);
     ~ZipReader();
     ZipReader(const ZipReader&) = delete;
     ZipReader& operator=(const ZipReader&) = delete;
@@ -66,8 +70,10 @@ public:
 private:
     ZipReader() = default;
     bool readAt(std::uint64_t offset, std::uint8_t* data, std::size_t length) const;
+    static std::unique_ptr<ZipReader> readDirectory(std::unique_ptr<ZipReader> reader, std::string& error);
 
     int descriptor_ = -1;
+    GrowingZip* growing_ = nullptr;
     std::uint64_t fileSize_ = 0;
     std::vector<ZipEntry> entries_;
     std::vector<std::uint8_t> buffer_;

@@ -1,0 +1,91 @@
+#include "decipher_and_extract.h"
+
+#include <chrono>
+#include <filesystem>
+#include <future>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "byte_order.h"
+#include "file_attributes.h"
+#include "growing_zip.h"
+#include "zip_format.h"
+
+namespace morvane {
+
+namespace {
+
+using namespace zipformat;
+
+constexpr std::uint64_t kHeaderBytes = 12;  // the cipher buffer's header before the zip
+// The directory is kept in memory while the zip is extracted: beyond this
+// the two steps run one after the other.
+constexpr std::uint64_t kLargestDirectory = 16 << 20;
+
+struct ZipEnd {
+    std::uint64_t size = 0;       // the zip's length
+    std::uint64_t tailStart = 0;  // where its directory begins
+    std::vector<std::uint8_t> tail;
+};
+
+// The zip's directory and end records, deciphered ahead of the rest; nothing
+// when the size descriptor does not fit or no plain end record is found.
+std::optional<ZipEnd> readZipEnd(clsBlowfish& cipher, const std::string& archivePath, std::string_view key) {
+    std::vector<std::uint8_t> head;
+    if (!cipher.decipherRange(archivePath, key, 0, 16, head)) return std::nullopt;
+    std::error_code error;
+    const std::uint64_t total = std::filesystem::file_size(fileattr::toPath(archivePath), error);
+    if (error) return std::nullopt;
+    const std::uint64_t n = loadLittleEndian32(head.data() + 8);
+    if (!sizeDescriptorFits(total, n) || n < kEndRecordBytes) return std::nullopt;
+
+    // The end record without a comment closes a zip this program made; a zip
+    // with a comment or zip64 records is simply read after deciphering.
+    std::vector<std::uint8_t> end;
+    if (!cipher.decipherRange(archivePath, {}, kHeaderBytes + n - kEndRecordBytes, kEndRecordBytes, end) ||
+        u32(end.data()) != kEndRecord || u16(end.data() + 20) != 0)
+        return std::nullopt;
+    const std::uint64_t directorySize = u32(end.data() + 12), directoryOffset = u32(end.data() + 16);
+    if (directoryOffset == 0xFFFFFFFF || directorySize > kLargestDirectory ||
+        directoryOffset + directorySize + kEndRecordBytes != n)
+        return std::nullopt;
+    ZipEnd zipEnd;
+    zipEnd.size = n;
+    zipEnd.tailStart = directoryOffset;
+    if (!cipher.decipherRange(archivePath, {}, kHeaderBytes + directoryOffset,
+                              static_cast<std::size_t>(n - directoryOffset), zipEnd.tail))
+        return std::nullopt;
+    return zipEnd;
+}
+
+}  // namespace
+
+OpenedArchive decipherAndExtract(clsBlowfish& cipher, ZipComponent& zip, const std::string& archivePath,
+                                 const std::string& tempZip, std::string_view key, const std::string& destDir,
+                                 const std::string& options, const std::function<void()>& deciphered) {
+    OpenedArchive opened;
+    std::optional<ZipEnd> end = readZipEnd(cipher, archivePath, key);
+    if (!end) {
+        opened.deciphered = cipher.DecryptFile(archivePath, tempZip, key);
+        if (!opened.deciphered) return opened;
+        if (deciphered) deciphered();
+        opened.extracted = zip.UnzipFiles(tempZip, "*.*", destDir, options);
+        return opened;
+    }
+
+    GrowingZip growing(end->size, end->tailStart, std::move(end->tail), tempZip);
+    std::future<bool> extraction =
+        std::async(std::launch::async, [&] { return zip.UnzipGrowingFile(growing, "*.*", destDir, options); });
+    opened.deciphered = cipher.DecryptFile(
+        archivePath, tempZip, key,
+        [&](std::uint64_t bytes, const std::string& temporaryPath) { growing.written(bytes, temporaryPath); });
+    growing.finished(opened.deciphered);
+    if (opened.deciphered && deciphered) deciphered();
+    while (extraction.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
+        if (zip.Progress) zip.Progress(zip.PercentDone());
+    opened.extracted = extraction.get() && opened.deciphered;
+    return opened;
+}
+
+}  // namespace morvane
