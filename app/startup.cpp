@@ -103,7 +103,7 @@ StartDecision runStartup(Program& program, const std::string& commandLine, const
         program.window.currentTab = kEncryptTab;
         program.run.commandLineRun = false;
     } else if (decision.route == StartRoute::Association) {
-        decision.associatedFile = commandLine.size() > 2 ? commandLine.substr(2) : std::string();
+        decision.associatedFile = associatedFileOf(commandLine);
     }
     return decision;
 }
@@ -114,6 +114,10 @@ void openAssociatedFile(MainWindowModel& window, UserInterface& ui, const std::s
     tabChanged(window, window.currentTab, ui);
     std::error_code ec;
     if (!file.empty() && std::filesystem::is_regular_file(fileattr::toPath(file), ec)) addDroppedFiles(window, {file});
+}
+
+std::string associatedFileOf(const std::string& commandLine) {
+    return commandLine.size() > 2 ? commandLine.substr(2) : std::string();
 }
 
 StartRoute routeFor(const std::string& commandLine) {

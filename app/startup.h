@@ -90,6 +90,10 @@ StartDecision runStartup(Program& program, const std::string& commandLine, const
 // A missing file is passed over without a word.
 void openAssociatedFile(MainWindowModel& window, UserInterface& ui, const std::string& file);
 
+// Association mode's file: everything from the command line's third
+// character on.
+std::string associatedFileOf(const std::string& commandLine);
+
 // The route a command line takes: none is window mode, "-s{file}"
 // association mode, anything else a command-line job.
 StartRoute routeFor(const std::string& commandLine);

@@ -21,6 +21,15 @@ public:
     // Chooses `path` in the tree; false (and the person told) when it cannot be read.
     bool chooseDirectory(const QString& path);
 
+    // The path typed or pasted into txtPath: an existing directory is chosen,
+    // a missing one is offered to be made (then chosen). False when the
+    // person declined, or it could not be made or read.
+    bool takeTypedPath();
+
+    // cmdNewFolder: makes "New Folder" (or "New Folder (2)", ...) in the
+    // chosen directory, chooses it and lets the person rename it in the tree.
+    bool makeNewFolder();
+
     void done(int result) override;
 
 private:
@@ -30,6 +39,7 @@ private:
     QFileSystemModel* fileSystem_;
     QTreeView* dir1_;
     QLineEdit* txtPath_;
+    QString typedPath() const;
     bool closing_ = false;
     bool personMoved_ = false;
 };

@@ -39,6 +39,7 @@ FrmEnterStorePass::FrmEnterStorePass(PasswordDatabase& database, UserInterface& 
     txtPassName_ = new QLineEdit(frame);
     txtPassName_->setObjectName(QStringLiteral("txtPassName"));
     txtPassName_->setText(qs(model_.txtPassName));
+    txtPassName_->setReadOnly(model_.txtPassNameReadOnly);
     txtPassCurr_ = passwordBox(QStringLiteral("txtPassCurr"), frame);
     txtPassNew_ = passwordBox(QStringLiteral("txtPassNew"), frame);
     txtPassVerify_ = passwordBox(QStringLiteral("txtPassVerify"), frame);
@@ -85,6 +86,8 @@ FrmEnterStorePass::FrmEnterStorePass(PasswordDatabase& database, UserInterface& 
         done(Rejected);
     });
     installHelpKey(this);
+    // The name cannot change in edit mode: the current password comes first.
+    if (model_.txtPassNameReadOnly) txtPassCurr_->setFocus();
 }
 
 void FrmEnterStorePass::readBoxes() {

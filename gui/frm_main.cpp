@@ -20,6 +20,7 @@
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QStatusBar>
 #include <QSvgWidget>
 #include <QTabWidget>
@@ -123,6 +124,19 @@ FrmMain::FrmMain(Program& program, QtUserInterface& ui, QWidget* parent)
         frmStatus_->refresh();
     });
     installHelpKey(this);
+    // Ctrl+Tab and Ctrl+Shift+Tab change tabs wherever the focus is in the
+    // window (the list and the password boxes lie outside the tabs).
+    for (const auto& [keys, step] : {std::pair{QKeySequence(Qt::CTRL | Qt::Key_Tab), 1},
+                                     std::pair{QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab), -1},
+                                     std::pair{QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Tab), -1}}) {
+        auto* shortcut = new QShortcut(keys, this);
+        shortcut->setContext(Qt::WindowShortcut);
+        connect(shortcut, &QShortcut::activated, this, [this, step] {
+            if (model().jobRunning) return;
+            const int count = sstab1_->count();
+            sstab1_->setCurrentIndex((sstab1_->currentIndex() + step + count) % count);
+        });
+    }
     // tmrLoad: enabled when the window's load is done; when it fires it
     // only disables itself.
     tmrLoad_ = new QTimer(this);
@@ -322,6 +336,8 @@ QWidget* FrmMain::buildCentre() {
     lstFiles_->setAllColumnsShowFocus(true);
     lstFiles_->setUniformRowHeights(true);
     lstFiles_->setFont(QFont(QStringLiteral("Arial"), lstFiles_->font().pointSize()));
+    // A long path gives up its beginning, never the file's name at its end.
+    lstFiles_->setTextElideMode(Qt::ElideLeft);
     lstFiles_->header()->setStretchLastSection(false);
     lstFiles_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
     lstFiles_->header()->resizeSection(1, 90);
@@ -367,8 +383,8 @@ QWidget* FrmMain::buildCentre() {
         QString text = txtMessage_->toPlainText();
         if (!syncing_) {
             // A person types or pastes at most 50,000 characters, as the
-            // frame says; the cipher text the program puts here is longer
-            // and is kept whole through any edit that does not add to it.
+            // frame says; a cipher text (the program's own, or one pasted
+            // back from an e-mail) is longer and is kept whole.
             const MessageEdit edit = limitMessageEdit(shownMessageText_.toStdU16String(), text.toStdU16String());
             if (edit.cut) {
                 QSignalBlocker block(txtMessage_);
@@ -378,6 +394,9 @@ QWidget* FrmMain::buildCentre() {
                 cursor.removeSelectedText();
                 txtMessage_->setTextCursor(cursor);
                 text = QString::fromStdU16String(edit.text);
+                // Said where the person looks next, without a box to close.
+                model().sbStatusBar[0] = edit.notice;
+                panels_[0]->setText(qs(edit.notice));
             }
         }
         shownMessageText_ = text;
@@ -730,7 +749,10 @@ bool FrmMain::eventFilter(QObject* watched, QEvent* event) {
             for (const QUrl& url : drop->mimeData()->urls())
                 if (url.isLocalFile()) paths.push_back(u8(QDir::toNativeSeparators(url.toLocalFile())));
             drop->acceptProposedAction();
-            command([this, &paths] { addDroppedFiles(model(), paths); });
+            // After the drop is over: the file manager that started the drag
+            // is not kept waiting while a message about a folder shows.
+            QTimer::singleShot(0, this,
+                               [this, paths] { command([this, &paths] { addDroppedItems(model(), ui_, paths); }); });
             return true;
         }
     }

@@ -18,11 +18,15 @@ QWidget* QtUserInterface::dialogParent() const {
     return mainWindow_;
 }
 
+// A message or question is shown over the window as the model has it now
+// (a job's renamed rows with their new sizes, say), not as it was last drawn.
 void QtUserInterface::showMessage(std::string_view text, std::string_view title, MessageIcon icon) {
+    if (beforeEvents_) beforeEvents_();
     dialogs_.message(dialogParent(), qs(text), qs(title), icon);
 }
 
 bool QtUserInterface::askYesNo(std::string_view text, std::string_view title) {
+    if (beforeEvents_) beforeEvents_();
     return dialogs_.question(dialogParent(), qs(text), qs(title));
 }
 

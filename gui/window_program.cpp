@@ -5,10 +5,13 @@
 #include <QIcon>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 #include "dlg_args.h"
 #include "main_window_start.h"
 #include "qt_text.h"
+#include "running_window.h"
+#include "window_handover.h"
 
 namespace morvane {
 
@@ -31,12 +34,29 @@ int runWindowProgram(int& argc, char** argv, Program& program, const std::string
     gui::QtUserInterface ui(dialogs);
 
     hooks.askAgreement = [&ui] { return gui::askAgreementInWindow(ui); };
+    bool anotherWindow = false;
+    if (hooks.anotherInstanceRunning)
+        hooks.anotherInstanceRunning = [&anotherWindow, found = hooks.anotherInstanceRunning] {
+            anotherWindow = found();
+            return anotherWindow;
+        };
     const StartDecision decision = runStartup(program, commandLine, hooks);
+    if (anotherWindow) {
+        // This start ends at once; the window already open takes its file
+        // (or only comes to the front).
+        gui::handOverToRunningWindow(handoverSocketPath(),
+                                     handoverFor(commandLine, std::filesystem::current_path().string()));
+        return 0;
+    }
     if (decision.route != StartRoute::Window && decision.route != StartRoute::Association) return 0;
 
+    // Listening from here: a file handed over while the startup password
+    // is asked waits for the window.
+    gui::RunningWindow running(handoverSocketPath());
     std::unique_ptr<gui::FrmMain> window = gui::openMainWindow(program, decision, ui);
     if (!window) return 0;
     window->show();
+    running.attach(*window, ui);
     return QApplication::exec();
 }
 

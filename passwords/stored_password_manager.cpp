@@ -117,6 +117,7 @@ EnterStorePassDialog::EnterStorePassDialog(PasswordDatabase& database, bool addM
     : gfbAddPass(addMode),
       caption(addMode ? "Add Password" : "Edit Password"),
       txtPassName(addMode ? std::string() : std::move(name)),
+      txtPassNameReadOnly(!addMode),
       currentPasswordVisible(!addMode),
       lblNewPassword(addMode ? "Password:" : "New Password:"),
       database_(database),
@@ -131,8 +132,8 @@ EnterStorePassDialog::EnterStorePassDialog(PasswordDatabase& database, bool addM
 }
 
 bool EnterStorePassDialog::cmdOk(UserInterface& ui, const std::function<void()>& refresh) {
-    const std::string name = trimBlanks(txtPassName);
-    if (name.empty()) {
+    const std::string typedName = trimBlanks(txtPassName);
+    if (typedName.empty()) {
         ui.setFocus("txtPassName");
         ui.showMessage(
             "Error. The password name field cannot be blank. Please enter in a valid password name and then try "
@@ -141,12 +142,21 @@ bool EnterStorePassDialog::cmdOk(UserInterface& ui, const std::function<void()>&
         return false;
     }
 
+    // Edit mode changes the entry it was opened for, whatever the box holds.
+    const std::string name = gfbAddPass ? typedName : trimBlanks(openedName_);
     const auto stored = std::find_if(entries_.begin(), entries_.end(), [&](const StoredEntry& entry) {
         return entry.readable && PasswordDatabase::nameOf(entry.text) == name;
     });
     const bool nameStored = stored != entries_.end();
 
-    if (!gfbAddPass && nameStored && txtPassCurr != passwordAfterLastSeparator(stored->text)) {
+    if (!gfbAddPass && !nameStored) {
+        // Deleted since the list showed it (in another window, say): there is
+        // no current password to check, and nothing to change.
+        ui.showMessage(name + " is no longer in your stored password database. Please use \"Add\" to store it again.",
+                       MessageIcon::Exclamation);
+        return false;
+    }
+    if (!gfbAddPass && txtPassCurr != passwordAfterLastSeparator(stored->text)) {
         ui.setFocus("txtPassCurr");
         ui.showMessage("Invalid current password. Please verify password and then try again.",
                        MessageIcon::Exclamation);
@@ -185,18 +195,11 @@ bool EnterStorePassDialog::cmdOk(UserInterface& ui, const std::function<void()>&
 
     std::string success;
     if (!gfbAddPass) {
-        if (nameStored) {
-            // Rewrite a copy so a failed save leaves the dialog's array as read.
-            std::vector<StoredEntry> changed = entries_;
-            changed[static_cast<std::size_t>(stored - entries_.begin())] =
-                StoredEntry::entry(entryText(name, newPassword));
-            if (!database_.savePasswordFile(false, changed)) return false;
-            entries_ = std::move(changed);
-        } else {
-            // The name was changed in the box: keep what was typed as a new entry.
-            if (!database_.savePasswordFile(true, {}, name, newPassword)) return false;
-            entries_.push_back(StoredEntry::entry(entryText(name, newPassword)));
-        }
+        // Rewrite a copy so a failed save leaves the dialog's array as read.
+        std::vector<StoredEntry> changed = entries_;
+        changed[static_cast<std::size_t>(stored - entries_.begin())] = StoredEntry::entry(entryText(name, newPassword));
+        if (!database_.savePasswordFile(false, changed)) return false;
+        entries_ = std::move(changed);
         success = "Your password has been changed.";
     } else if (nameStored && databaseHasContent(database_)) {
         if (!ui.askYesNo(

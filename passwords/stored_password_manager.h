@@ -82,6 +82,9 @@ public:
     bool gfbAddPass;
     std::string caption;  // "Add Password" or "Edit Password"
     std::string txtPassName;
+    // In edit mode the name box is read-only: the entry changed is always the
+    // one selected in the list, and a new name is added with "Add".
+    bool txtPassNameReadOnly;
     std::string txtPassCurr;  // edit mode only
     std::string txtPassNew;
     std::string txtPassVerify;

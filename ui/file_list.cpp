@@ -143,6 +143,23 @@ void addDroppedFiles(MainWindowModel& window, const std::vector<std::string>& pa
     populateList(window, trimBlanks(pathList), true);
 }
 
+std::string droppedFolderMessage(std::string_view folder) {
+    return std::string(folder) +
+           " is a folder. Folders cannot be added to the list; please select the files in it and then try again.";
+}
+
+void addDroppedItems(MainWindowModel& window, UserInterface& ui, const std::vector<std::string>& paths) {
+    std::vector<std::string> files;
+    for (const std::string& path : paths) {
+        std::error_code ec;
+        if (std::filesystem::is_directory(fileattr::toPath(path), ec))
+            ui.showMessage(droppedFolderMessage(path), MessageIcon::Exclamation);
+        else
+            files.push_back(path);
+    }
+    addDroppedFiles(window, files);
+}
+
 void populateList(MainWindowModel& window, std::string_view pathList, bool append) {
     const std::vector<std::string> batch = splitPathList(pathList);
 

@@ -44,6 +44,13 @@ void addFiles(MainWindowModel& window, UserInterface& ui, ActivityLog& log, cons
 // dialog adds the same choice (existing files only, duplicates skipped).
 void addDroppedFiles(MainWindowModel& window, const std::vector<std::string>& paths);
 
+// Whatever was dropped on the list: each folder among it is named in a
+// message (folders cannot be added), then the files go in as above.
+void addDroppedItems(MainWindowModel& window, UserInterface& ui, const std::vector<std::string>& paths);
+
+// The message for a folder dropped on the list.
+std::string droppedFolderMessage(std::string_view folder);
+
 // Adds the paths of a path list; without `append` the list is emptied first.
 // The summary counts the paths of the list (an empty list has none).
 void populateList(MainWindowModel& window, std::string_view pathList, bool append);

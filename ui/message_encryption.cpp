@@ -1,6 +1,7 @@
 #include "message_encryption.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <exception>
 
 #include "clsBlowfish.h"
@@ -75,7 +76,9 @@ void runEncDecMsg(MainWindowModel& window, UserInterface& ui, bool decrypt) {
     }
 
     if (characterCount(window.txtMessage) > 5) {
-        const codepage::Conversion cipherText = codepage::toCodePage(window.txtMessage);
+        // A cipher text wrapped by a mail program, or with a blank or line
+        // break before or after it, is read without its white space.
+        const codepage::Conversion cipherText = codepage::toCodePage(cipherTextDigits(window.txtMessage));
         std::string plain;
         if (cipherText.ok()) {
             clsBlowfish cipher;
@@ -116,10 +119,62 @@ std::string codePageRefusal(std::string_view text, std::string_view what) {
            std::string(what) + " and then try again.";
 }
 
+namespace {
+
+template <typename Char>
+bool whiteSpace(Char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+template <typename Char>
+bool hexDigit(Char c) {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
+template <typename Char>
+bool hexWithWhiteSpace(std::basic_string_view<Char> text, std::size_t* digitCount = nullptr) {
+    std::size_t digits = 0;
+    for (const Char c : text) {
+        if (hexDigit(c))
+            ++digits;
+        else if (!whiteSpace(c))
+            return false;
+    }
+    if (digitCount) *digitCount = digits;
+    return digits > 0;
+}
+
+std::string withThousands(std::size_t n) {
+    std::string digits = std::to_string(n);
+    for (std::ptrdiff_t at = static_cast<std::ptrdiff_t>(digits.size()) - 3; at > 0; at -= 3)
+        digits.insert(static_cast<std::size_t>(at), ",");
+    return digits;
+}
+
+}  // namespace
+
+bool isHexWithWhiteSpace(std::u16string_view text) { return hexWithWhiteSpace(text); }
+bool isHexWithWhiteSpace(std::string_view text) { return hexWithWhiteSpace(text); }
+
+std::string cipherTextDigits(std::string_view text) {
+    if (!isHexWithWhiteSpace(text)) return std::string(text);
+    std::string digits;
+    digits.reserve(text.size());
+    for (const char c : text)
+        if (!whiteSpace(c)) digits += c;
+    return digits;
+}
+
 MessageEdit limitMessageEdit(std::u16string_view before, std::u16string_view after, std::size_t limit) {
-    MessageEdit edit{std::u16string(after)};
+    MessageEdit edit;
+    edit.text = std::u16string(after);
     const std::size_t room = std::max(limit, before.size());
     if (after.size() <= room) return edit;
+    // A cipher text is taken whole, wrapped or not, up to the longest a
+    // message of `limit` characters gives; its white space is bounded too.
+    std::size_t digits = 0;
+    const std::size_t longest = longestCipherTextDigits(limit);
+    if (hexWithWhiteSpace(after, &digits) && digits <= longest && after.size() <= 2 * longest) return edit;
     // The characters that came in lie between what the two texts share at
     // their start and what they share at their end.
     const std::size_t shortest = std::min(before.size(), after.size());
@@ -132,6 +187,9 @@ MessageEdit limitMessageEdit(std::u16string_view before, std::u16string_view aft
     edit.cutLength = after.size() - room;
     edit.cutAt = insertedEnd - edit.cutLength;
     edit.text.erase(edit.cutAt, edit.cutLength);
+    edit.notice = "The message box holds " + withThousands(limit) + " characters: " + withThousands(edit.cutLength) +
+                  (edit.cutLength == 1 ? " character" : " characters") + " of what was typed or pasted " +
+                  (edit.cutLength == 1 ? "was" : "were") + " left out.";
     return edit;
 }
 

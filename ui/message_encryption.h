@@ -18,17 +18,41 @@ inline constexpr std::string_view kMessageMarker = "~enc~";
 // encMsg (decrypt false) and decMsg (decrypt true).
 void encDecMsg(MainWindowModel& window, UserInterface& ui, ActivityLog& log, bool decrypt);
 
+// The longest cipher text, in hexadecimal digits, of a message of
+// `messageLength` characters: every character a line break (each enciphered
+// as CR LF), after the marker, in a cipher buffer of 12 bytes more rounded up
+// to whole blocks of 8, two digits a byte.
+constexpr std::size_t longestCipherTextDigits(std::size_t messageLength) {
+    const std::size_t plainBytes = kMessageMarker.size() + 2 * messageLength;
+    return 2 * ((plainBytes + 12 + 7) / 8 * 8);
+}
+// 200,048 for the 50,000 characters the message box takes.
+inline constexpr std::size_t kLongestCipherText = longestCipherTextDigits(kMaxMessageLength);
+
+// Whether a text is read as a cipher text that went through e-mail: nothing
+// but hexadecimal digits and white space (blanks, tabs, line breaks), with at
+// least one digit.
+bool isHexWithWhiteSpace(std::u16string_view text);
+bool isHexWithWhiteSpace(std::string_view text);
+
+// The text without its white space when it is hexadecimal digits and white
+// space only; any other text as it is.
+std::string cipherTextDigits(std::string_view text);
+
 // The message box after an edit from `before` to `after` (texts in the
 // box's own character units). What a person types or pastes is cut so that
 // the box holds at most `limit` characters, and takes nothing when the box
 // already held more (a cipher text the program put there is longer); an edit
 // that does not make the text longer, a deletion in a long cipher text say,
-// is kept whole.
+// is kept whole. A box that then holds a cipher text (hexadecimal digits and
+// white space) is kept whole up to the longest cipher text of a message of
+// `limit` characters, so that the program's own cipher texts can come back.
 struct MessageEdit {
     std::u16string text;
     bool cut = false;           // part of what was typed or pasted was dropped
     std::size_t cutAt = 0;      // where it was dropped: the end of what was kept of it
     std::size_t cutLength = 0;  // how many characters were dropped there
+    std::string notice;         // for the status bar when something was dropped
 };
 MessageEdit limitMessageEdit(std::u16string_view before, std::u16string_view after,
                              std::size_t limit = kMaxMessageLength);

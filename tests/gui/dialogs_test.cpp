@@ -3,6 +3,7 @@
 // box, and F1 in every one of them.
 #include <QCheckBox>
 #include <QDialog>
+#include <QFileInfo>
 #include <QFileSystemModel>
 #include <QGroupBox>
 #include <QLabel>
@@ -187,6 +188,97 @@ private slots:
         QCOMPARE(f.dialogs.messages[0].icon, MessageIcon::Exclamation);
     }
 
+    void aTypedPathMovesTheTreeAndOkTakesIt() {
+        WindowFixture f;
+        const QString out = f.path(QStringLiteral("typed out"));
+        QDir().mkpath(out);
+        f.openWindow();
+        f.child<QAbstractButton>("chkDecOutputDir")->click();
+        QDialog* dialog = f.window->openDialog();
+        auto* path = in<QLineEdit>(dialog, "txtPath");
+        QVERIFY(!path->isReadOnly());
+        // Under the tree, not beside the buttons.
+        QVERIFY(path->geometry().top() > in<QTreeView>(dialog, "Dir1")->geometry().bottom());
+        QVERIFY(path->geometry().bottom() < in<QWidget>(dialog, "cmdOk")->geometry().top());
+        path->setFocus();
+        path->selectAll();
+        QTest::keyClicks(path, out);
+        auto* tree = in<QTreeView>(dialog, "Dir1");
+        auto* model = qobject_cast<QFileSystemModel*>(tree->model());
+        QCOMPARE(model->filePath(tree->currentIndex()), out);
+        QCOMPARE(path->text(), out);
+        QTest::keyClick(path, Qt::Key_Return);
+        QVERIFY(!dialog->isVisible());
+        QCOMPARE(f.child<QLineEdit>("txtDecryptTo")->text(), out);
+        QVERIFY(f.dialogs.questions.empty());
+    }
+
+    void aMissingTypedDirectoryIsOfferedToBeMade() {
+        WindowFixture f;
+        const QString missing = f.path(QStringLiteral("made/for/you"));
+        f.openWindow();
+        f.child<QAbstractButton>("chkDecOutputDir")->click();
+        QDialog* dialog = f.window->openDialog();
+        auto* path = in<QLineEdit>(dialog, "txtPath");
+        path->setText(missing);
+        // No: nothing is made and the dialog stays.
+        f.dialogs.answers = {false};
+        press(dialog, "cmdOk");
+        QCOMPARE(f.dialogs.questions.size(), std::size_t{1});
+        QCOMPARE(f.dialogs.questions[0].text,
+                 missing + QStringLiteral(" does not exist. Do you wish to create this directory?"));
+        QCOMPARE(f.dialogs.questions[0].title, QStringLiteral("Create Directory?"));
+        QVERIFY(dialog->isVisible());
+        QVERIFY(!QFileInfo::exists(missing));
+        // Yes: made, chosen and taken.
+        f.dialogs.answers = {true};
+        press(dialog, "cmdOk");
+        QVERIFY(QFileInfo(missing).isDir());
+        QVERIFY(!dialog->isVisible());
+        QCOMPARE(f.child<QLineEdit>("txtDecryptTo")->text(), missing);
+    }
+
+    void aDirectoryThatCannotBeMadeIsSaid() {
+        WindowFixture f;
+        const QString file = f.writeFile(QStringLiteral("plain"), "x");
+        f.openWindow();
+        f.child<QAbstractButton>("chkDecOutputDir")->click();
+        QDialog* dialog = f.window->openDialog();
+        in<QLineEdit>(dialog, "txtPath")->setText(file + QStringLiteral("/inside"));
+        f.dialogs.answers = {true};
+        press(dialog, "cmdOk");
+        QVERIFY(dialog->isVisible());
+        QCOMPARE(f.dialogs.messages.size(), std::size_t{1});
+        QVERIFY(f.dialogs.messages[0].text.startsWith(file + QStringLiteral("/inside could not be created: ")));
+        QVERIFY(f.program.window.txtDecryptTo.empty());
+        // A file is no directory.
+        in<QLineEdit>(dialog, "txtPath")->setText(file);
+        press(dialog, "cmdOk");
+        QVERIFY(dialog->isVisible());
+        QVERIFY(f.dialogs.messages.back().text.startsWith(file + QStringLiteral(" is a file, not a directory.")));
+    }
+
+    void newFolderMakesAFolderInTheChosenDirectory() {
+        WindowFixture f;
+        const QString out = f.path(QStringLiteral("out"));
+        QDir().mkpath(out);
+        f.openWindow();
+        MainWindowModel window;
+        FrmDecToDir dialog(f.ui, window);
+        dialog.show();
+        QVERIFY(dialog.chooseDirectory(out));
+        press(&dialog, "cmdNewFolder");
+        QVERIFY(QFileInfo(out + QStringLiteral("/New Folder")).isDir());
+        QCOMPARE(QString::fromStdString(dialog.model().directory), out + QStringLiteral("/New Folder"));
+        QCOMPARE(in<QLineEdit>(&dialog, "txtPath")->text(), out + QStringLiteral("/New Folder"));
+        // The next one is numbered, beside the first.
+        QVERIFY(dialog.chooseDirectory(out));
+        press(&dialog, "cmdNewFolder");
+        QVERIFY(QFileInfo(out + QStringLiteral("/New Folder (2)")).isDir());
+        QCOMPARE(QString::fromStdString(dialog.model().directory), out + QStringLiteral("/New Folder (2)"));
+        QVERIFY(f.dialogs.messages.empty());
+    }
+
     // --- Stored passwords ------------------------------------------------------
 
     void passwordsAreMaskedOneStarACharacter() {
@@ -234,6 +326,41 @@ private slots:
         QCOMPARE(f.dialogs.messageTexts().last(), QStringLiteral("Your password has been changed."));
         QVERIFY(!editor->isVisible());
         QCOMPARE(f.program.passwords.lookupStoredPassword("mail", f.program.run), std::string("new one"));
+    }
+
+    void editingCannotRenameAnEntryNorAddOne() {
+        WindowFixture f;
+        f.program.passwords.savePasswordFile(true, {}, "mail", "old one");
+        const QByteArray before = WindowFixture::readFile(f.path(QStringLiteral("mvsp.dat")));
+        f.openWindow();
+        f.action("mnuStoredPass")->trigger();
+        QDialog* list = f.window->openDialog();
+        in<QTreeWidget>(list, "lstPass")->setCurrentItem(in<QTreeWidget>(list, "lstPass")->topLevelItem(0));
+        press(list, "cmdEdit");
+        auto* editor = list->findChild<FrmEnterStorePass*>();
+        QVERIFY(editor && editor->isVisible());
+        auto* name = in<QLineEdit>(editor, "txtPassName");
+        QVERIFY(name->isReadOnly());
+        name->setFocus();
+        name->selectAll();
+        QTest::keyClicks(name, QStringLiteral("post"));
+        QCOMPARE(name->text(), QStringLiteral("mail"));
+        type(editor, "txtPassCurr", QStringLiteral("wrong"));
+        type(editor, "txtPassNew", QStringLiteral("new one"));
+        type(editor, "txtPassVerify", QStringLiteral("new one"));
+        press(editor, "cmdOk");
+        QCOMPARE(f.dialogs.messageTexts().last(),
+                 QStringLiteral("Invalid current password. Please verify password and then try again."));
+        QVERIFY(!f.dialogs.messageTexts().contains(QStringLiteral("Your password has been changed.")));
+        QVERIFY(editor->isVisible());
+        QCOMPARE(WindowFixture::readFile(f.path(QStringLiteral("mvsp.dat"))), before);
+        QCOMPARE(cells(in<QTreeWidget>(list, "lstPass"), 1), QStringList{QStringLiteral("mail")});
+        // Add mode's name box takes a name.
+        f.dialogs.answers = {false};
+        press(editor, "cmdCancel");
+        press(list, "cmdAdd");
+        auto* adder = list->findChildren<FrmEnterStorePass*>().last();
+        QVERIFY(!in<QLineEdit>(adder, "txtPassName")->isReadOnly());
     }
 
     void addingAnExistingNameAsksAndNoChangesNothing() {

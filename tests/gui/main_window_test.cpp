@@ -3,7 +3,9 @@
 // popup menu, the Delete key, drops from a file manager, and whole jobs.
 #include <QCheckBox>
 #include <QClipboard>
+#include <QFontMetrics>
 #include <QGroupBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -295,7 +297,28 @@ private slots:
         QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(viewport, &drop);
         // Duplicates and missing files are passed over, as from the dialog.
-        QCOMPARE(rows(f), (QStringList{a, b}));
+        QTRY_COMPARE(rows(f), (QStringList{a, b}));
+        QVERIFY(f.dialogs.messageTexts().isEmpty());
+    }
+
+    void aFolderDroppedOnTheListIsNamedAndNotAdded() {
+        WindowFixture f;
+        f.openWindow();
+        const QString a = f.writeFile(QStringLiteral("a.txt"), "a");
+        const QString folder = f.path(QStringLiteral("holiday photos"));
+        QVERIFY(QDir().mkpath(folder));
+        auto* viewport = f.child<QTreeWidget>("lstFiles")->viewport();
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile(folder), QUrl::fromLocalFile(a)});
+        QDragEnterEvent enter(QPoint(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &enter);
+        QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(viewport, &drop);
+        QTRY_COMPARE(rows(f), QStringList{a});
+        QCOMPARE(f.dialogs.messageTexts(),
+                 QStringList{folder + QStringLiteral(" is a folder. Folders cannot be added to the list; please select "
+                                                     "the files in it and then try again.")});
+        QCOMPARE(f.dialogs.messages.front().icon, MessageIcon::Exclamation);
     }
 
     void fOneOpensTheHelp() {
@@ -310,6 +333,82 @@ private slots:
         help->close();
         f.action("Toolbar1_Help")->trigger();
         QVERIFY(f.window->findChild<HelpWindow*>()->isVisible());
+    }
+
+    // --- Small faults of the window -------------------------------------------
+
+    void theListShowsTheNewSizesBehindTheSuccessMessage() {
+        WindowFixture f;
+        f.openWindow();
+        const QString a = f.writeFile(QStringLiteral("report.txt"), QByteArray(40000, 'r'));
+        addThroughDialog(f, {a});
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QStringLiteral("pw"));
+        QTest::keyClicks(f.child<QLineEdit>("txtVerifyPass"), QStringLiteral("pw"));
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        QStringList shownBehind;
+        QStringList modelBehind;
+        f.dialogs.onMessage = [&](const QString&) {
+            for (int i = 0; i < list->topLevelItemCount(); ++i)
+                shownBehind << list->topLevelItem(i)->text(0) + QLatin1Char('|') + list->topLevelItem(i)->text(1);
+            for (const ListRow& row : f.program.window.lstFiles)
+                modelBehind << qs(row.text) + QLatin1Char('|') + qs(row.size);
+        };
+        f.click("cmdEncrypt");
+        QCOMPARE(f.dialogs.messageTexts().size(), 1);
+        QVERIFY(f.dialogs.messageTexts().front().endsWith(QStringLiteral("has successfully been encrypted.")));
+        QCOMPARE(shownBehind.size(), 1);
+        QVERIFY(shownBehind.front().contains(QStringLiteral(".enz")));
+        QCOMPARE(shownBehind, modelBehind);
+    }
+
+    void theFileNameOfALongPathStaysInView() {
+        WindowFixture f;
+        f.openWindow();
+        const QString deep =
+            f.path(QStringLiteral("a rather long folder name for the documents of the year/and "
+                                  "another one inside it with more words/and a third"));
+        QVERIFY(QDir().mkpath(deep));
+        const QString file = deep + QStringLiteral("/annual report 2026.doc");
+        QFile(file).open(QIODevice::WriteOnly);
+        addThroughDialog(f, {file});
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        QApplication::processEvents();
+        const int width = list->header()->sectionSize(0);
+        const QFontMetrics metrics(list->font());
+        QVERIFY(metrics.horizontalAdvance(file) > width);  // the path does not fit
+        // The text as the list draws it in its column, less the cell's margins.
+        const QString shown = metrics.elidedText(list->topLevelItem(0)->text(0), list->textElideMode(), width - 8);
+        QVERIFY2(shown.endsWith(QStringLiteral("annual report 2026.doc")), qPrintable(shown));
+    }
+
+    void ctrlTabChangesTabsFromTheListAndThePasswordBoxes() {
+        WindowFixture f;
+        f.openWindow();
+        f.window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(f.window.get()));
+        auto* tabs = f.child<QTabWidget>("SSTab1");
+        auto* list = f.child<QTreeWidget>("lstFiles");
+        list->setFocus();
+        QTest::keyClick(list, Qt::Key_Tab, Qt::ControlModifier);
+        QCOMPARE(tabs->currentIndex(), 1);
+        QCOMPARE(f.program.window.currentTab, 1);
+        auto* password = f.child<QLineEdit>("txtPassword");
+        password->setFocus();
+        QTest::keyClick(password, Qt::Key_Tab, Qt::ControlModifier);
+        QCOMPARE(tabs->currentIndex(), 2);
+        QVERIFY(f.child<QPlainTextEdit>("txtMessage")->isVisible());
+        auto* verify = f.child<QLineEdit>("txtVerifyPass");
+        verify->setFocus();
+        QTest::keyClick(verify, Qt::Key_Tab, Qt::ControlModifier);
+        QCOMPARE(tabs->currentIndex(), 0);
+        // Backwards with Shift, from the message box too.
+        QTest::keyClick(password, Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(tabs->currentIndex(), 2);
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        message->setFocus();
+        QTest::keyClick(message, Qt::Key_Tab, Qt::ControlModifier);
+        QCOMPARE(tabs->currentIndex(), 0);
+        QVERIFY(f.child<QPlainTextEdit>("txtMessage")->toPlainText().isEmpty());
     }
 
     void wholeFilesJobThroughTheWindow() {
@@ -483,6 +582,40 @@ private slots:
         QCOMPARE(message->toPlainText(), QString(49998, QLatin1Char('m')) + QStringLiteral("ab"));
         QCOMPARE(message->textCursor().position(), 49998);
         QCOMPARE(f.program.window.txtMessage.size(), std::size_t{50000});
+    }
+
+    void aLongCipherTextPastedBackFromMailDeciphers() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QStringLiteral("pw"));
+        QTest::keyClicks(f.child<QLineEdit>("txtVerifyPass"), QStringLiteral("pw"));
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        const QString original = QString(30000, QLatin1Char('q')) + QStringLiteral("\nend");
+        message->setPlainText(original);
+        f.click("encMsg");
+        const QString cipher = message->toPlainText();
+        QVERIFY(cipher.size() > 60000);
+        QString mailed = QStringLiteral(" ");
+        for (int at = 0; at < cipher.size(); at += 76) mailed += cipher.mid(at, 76) + QStringLiteral("\n");
+        message->selectAll();
+        message->insertPlainText(mailed);
+        QCOMPARE(message->toPlainText(), mailed);
+        QVERIFY(panel(f, 1).isEmpty() || !panel(f, 1).contains(QStringLiteral("left out")));
+        f.click("decMsg");
+        QCOMPARE(message->toPlainText(), original);
+        QVERIFY(f.dialogs.messageTexts().isEmpty());
+    }
+
+    void aPasteThatIsCutSaysSoInTheStatusBar() {
+        WindowFixture f;
+        f.openWindow();
+        selectTab(f, 2);
+        auto* message = f.child<QPlainTextEdit>("txtMessage");
+        message->insertPlainText(QString(50010, QLatin1Char('m')));
+        QCOMPARE(message->toPlainText().size(), 50000);
+        QCOMPARE(panel(f, 1), QStringLiteral("The message box holds 50,000 characters: 10 characters of what was typed "
+                                             "or pasted were left out."));
     }
 
     void aMessageOnSeveralLinesIsEncipheredWithCrLf() {

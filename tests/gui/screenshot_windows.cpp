@@ -2,6 +2,7 @@
 // content, so that people can look at them: morvane_screenshots OUTPUT_DIR.
 #include <QApplication>
 #include <QDir>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
 #include <QTabWidget>
@@ -104,6 +105,18 @@ int main(int argc, char** argv) {
     save(&window, "frmMain-message");
     tabs->setCurrentIndex(0);
 
+    // The smallest the window can be made: nothing may overlap or be cut.
+    const QSize normal = window.size();
+    window.resize(1, 1);
+    save(&window, "frmMain-minimum");
+    tabs->setCurrentIndex(1);
+    save(&window, "frmMain-minimum-decrypt");
+    tabs->setCurrentIndex(2);
+    save(&window, "frmMain-minimum-message");
+    tabs->setCurrentIndex(0);
+    window.resize(normal);
+    settle();
+
     QMenu* popup = window.preparePopup();
     popup->popup(QPoint(0, 0));
     save(popup, "mnuEncPopup");
@@ -132,6 +145,10 @@ int main(int argc, char** argv) {
         QThread::msleep(10);
     }
     save(&decToDir, "frmDecToDir");
+    // A path being typed into the box under the tree.
+    auto* typed = decToDir.findChild<QLineEdit*>(QStringLiteral("txtPath"));
+    typed->setText(docs + QStringLiteral("/letters/2026"));
+    save(&decToDir, "frmDecToDir-typed");
     decToDir.hide();
 
     FrmStoredPass storedPass(program.passwords, ui, program.window, false);

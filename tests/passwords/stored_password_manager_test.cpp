@@ -627,17 +627,52 @@ TEST_F(EnterStorePassDialogTest, EditChangesTheFirstOfTwoEntriesOfTheName) {
     EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"mail--!--third", "mail--!--second"}));
 }
 
-TEST_F(EnterStorePassDialogTest, EditUnderANewNameKeepsItAsANewEntry) {
+TEST_F(EnterStorePassDialogTest, EditModeNameIsReadOnlyAndAddModeNameIsNot) {
     store("mail", "old");
+    EXPECT_TRUE(EnterStorePassDialog(db, false, "mail").txtPassNameReadOnly);
+    EXPECT_FALSE(EnterStorePassDialog(db, true).txtPassNameReadOnly);
+}
+
+TEST_F(EnterStorePassDialogTest, EditUnderAnotherNameWithAWrongCurrentPasswordChangesNothing) {
+    store("mail", "old");
+    const std::string before = readFile(db.path());
     EnterStorePassDialog dialog(db, false, "mail");
     dialog.txtPassName = "post";
-    dialog.txtPassCurr = "not checked for a name that is not stored";
+    dialog.txtPassCurr = "wrong";
+    dialog.txtPassNew = dialog.txtPassVerify = "new";
+    EXPECT_FALSE(dialog.cmdOk(ui, counter()));
+    EXPECT_EQ(ui.messages, (std::vector<Message>{{kInvalidCurrent, kTitle, MessageIcon::Exclamation}}));
+    EXPECT_EQ(ui.focusRequests, std::vector<std::string>{"txtPassCurr"});
+    EXPECT_EQ(readFile(db.path()), before);
+    EXPECT_TRUE(dialog.open);
+    EXPECT_FALSE(dialog.saved);
+    EXPECT_EQ(refreshes, 0);
+}
+
+TEST_F(EnterStorePassDialogTest, EditChangesTheSelectedEntryWhateverTheNameBoxHolds) {
+    store("mail", "old");
+    store("bank", "b");
+    EnterStorePassDialog dialog(db, false, "mail");
+    dialog.txtPassName = "bank";
+    dialog.txtPassCurr = "old";
     dialog.txtPassNew = dialog.txtPassVerify = "new";
     EXPECT_TRUE(dialog.cmdOk(ui, counter()));
-    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"mail--!--old", "post--!--new"}));
+    EXPECT_EQ(entriesOf(db.readAllEntries()), (Entries{"bank--!--b", "mail--!--new"}));
     EXPECT_EQ(ui.messages, (std::vector<Message>{{kChanged, kTitle, MessageIcon::Information}}));
-    EXPECT_TRUE(dialog.saved);
-    EXPECT_EQ(refreshes, 1);
+}
+
+TEST_F(EnterStorePassDialogTest, EditOfAnEntryDeletedSinceIsRefusedWithoutAWrite) {
+    store("bank", "b");
+    const std::string before = readFile(db.path());
+    EnterStorePassDialog dialog(db, false, "mail");
+    dialog.txtPassCurr = "anything";
+    dialog.txtPassNew = dialog.txtPassVerify = "new";
+    EXPECT_FALSE(dialog.cmdOk(ui, counter()));
+    ASSERT_EQ(ui.messages.size(), 1u);
+    EXPECT_EQ(ui.messages[0].text,
+              "mail is no longer in your stored password database. Please use \"Add\" to store it again.");
+    EXPECT_EQ(readFile(db.path()), before);
+    EXPECT_EQ(refreshes, 0);
 }
 
 TEST_F(EnterStorePassDialogTest, CharactersOutsideTheCodePageAreRefusedBeforeSaving) {

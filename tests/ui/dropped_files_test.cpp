@@ -64,3 +64,35 @@ TEST(DroppedFiles, NothingDroppedChangesNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(DroppedFiles, AFolderIsNamedInAMessageAndTheFilesGoIn) {
+    TempDirectory dir("drop-folder");
+    const std::string a = dir.file("a.txt");
+    writeFile(a, "a");
+    const std::string folder = dir.file("photos");
+    std::filesystem::create_directory(folder);
+    MainWindowModel window;
+    morvane::ScriptedUserInterface ui;
+    morvane::addDroppedItems(window, ui, {folder, a});
+    EXPECT_EQ(rowTexts(window), std::vector<std::string>{a});
+    ASSERT_EQ(ui.messages.size(), 1u);
+    EXPECT_EQ(ui.messages[0].text, folder +
+                                       " is a folder. Folders cannot be added to the list; please select the files in "
+                                       "it and then try again.");
+    EXPECT_EQ(ui.messages[0].icon, morvane::MessageIcon::Exclamation);
+}
+
+TEST(DroppedFiles, FilesAloneGoInWithoutAWord) {
+    TempDirectory dir("drop-files");
+    const std::string a = dir.file("a.txt");
+    writeFile(a, "a");
+    MainWindowModel window;
+    morvane::ScriptedUserInterface ui;
+    morvane::addDroppedItems(window, ui, {a});
+    EXPECT_EQ(rowTexts(window), std::vector<std::string>{a});
+    EXPECT_TRUE(ui.messages.empty());
+}
+
+}  // namespace

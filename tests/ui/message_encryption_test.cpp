@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -539,10 +540,10 @@ TEST(MessageTabRefusal, RefusalsWriteNothingToTheLog) {
 // --- What a person may type into the box -----------------------------------------
 
 TEST(MessageBoxLimit, TypingStopsAtFiftyThousandCharacters) {
-    const std::u16string before(49998, u'a');
-    const morvane::MessageEdit edit = morvane::limitMessageEdit(before, before + u"bcd");
+    const std::u16string before(49998, u'q');
+    const morvane::MessageEdit edit = morvane::limitMessageEdit(before, before + u"rst");
     EXPECT_TRUE(edit.cut);
-    EXPECT_EQ(edit.text, before + u"bc");
+    EXPECT_EQ(edit.text, before + u"rs");
     EXPECT_EQ(edit.cutAt, 50000u);
     EXPECT_EQ(edit.cutLength, 1u);
 }
@@ -594,6 +595,128 @@ TEST(MessageBoxLimit, AReplacedSelectionKeepsWhatFits) {
     EXPECT_TRUE(edit.cut);
     EXPECT_EQ(edit.text.size(), 50000u);
     EXPECT_EQ(edit.text.substr(98, 6), u"xxabxx");
+}
+
+// --- Cipher texts that went through e-mail ----------------------------------------
+
+// The cipher text as a mail program may pass it on: a leading blank, lines of
+// 76 characters ending in CR LF (one with a tab before it), a final newline.
+std::string asMailed(const std::string& cipherText) {
+    std::string mailed = " ";
+    for (std::size_t at = 0; at < cipherText.size(); at += 76) {
+        if (at == 76) mailed += '\t';
+        mailed += cipherText.substr(at, 76) + "\r\n";
+    }
+    return mailed + "\n";
+}
+
+TEST(MessageTabMailedCipherText, WrappedCipherTextWithBlanksDeciphers) {
+    MessageFixture f;
+    f.setPassword("secret");
+    const std::string message(400, 'w');
+    f.window.txtMessage = message;
+    f.encrypt();
+    f.window.txtMessage = asMailed(f.window.txtMessage);
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, message);
+    EXPECT_TRUE(f.ui.messages.empty());
+    EXPECT_TRUE(f.nothingLogged());
+}
+
+TEST(MessageTabMailedCipherText, LowerCaseWrappedCipherTextDeciphers) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "short note";
+    f.encrypt();
+    std::string lower = f.window.txtMessage;
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    f.window.txtMessage = "\n\n" + lower.substr(0, 10) + "\n" + lower.substr(10) + "  \n";
+    f.decrypt();
+    EXPECT_EQ(f.window.txtMessage, "short note");
+}
+
+TEST(MessageTabMailedCipherText, EncryptOfAMailedCipherTextAsksToDecipherIt) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "Meet at nine, by the station clock.";
+    f.encrypt();
+    f.window.txtMessage = asMailed(f.window.txtMessage);
+    f.ui.answers = {true};
+    f.encrypt();
+    EXPECT_EQ(f.ui.questions.size(), 1u);
+    EXPECT_EQ(f.ui.questions[0].text, kAlreadyEncrypted);
+    EXPECT_EQ(f.window.txtMessage, "Meet at nine, by the station clock.");
+}
+
+TEST(MessageTabMailedCipherText, AWrongPasswordStillSaysSo) {
+    MessageFixture f;
+    f.setPassword("secret");
+    f.window.txtMessage = "hello there";
+    f.encrypt();
+    const std::string mailed = asMailed(f.window.txtMessage);
+    f.window.txtMessage = mailed;
+    f.setPassword("other");
+    f.decrypt();
+    ASSERT_EQ(f.ui.messages.size(), 1u);
+    EXPECT_EQ(f.ui.messages[0].text, kNotCipherText);
+    EXPECT_EQ(f.window.txtMessage, mailed);
+}
+
+TEST(MessageTabMailedCipherText, TextWithOtherCharactersKeepsItsWhiteSpace) {
+    EXPECT_EQ(morvane::cipherTextDigits(" AB CD\r\n12\t"), "ABCD12");
+    EXPECT_EQ(morvane::cipherTextDigits("AB CD x"), "AB CD x");
+    EXPECT_EQ(morvane::cipherTextDigits("   "), "   ");
+    EXPECT_FALSE(morvane::isHexWithWhiteSpace(std::string_view("\r\n")));
+    EXPECT_TRUE(morvane::isHexWithWhiteSpace(std::u16string_view(u"0f\tA9\n")));
+    EXPECT_FALSE(morvane::isHexWithWhiteSpace(std::u16string_view(u"0f\u00A0A9")));
+}
+
+TEST(MessageBoxLimit, LongestCipherTextIsThatOfFiftyThousandLineBreaks) {
+    // Every character a line break, each enciphered as CR LF, is the longest
+    // plaintext a full box can give.
+    EXPECT_EQ(morvane::kLongestCipherText, 200048u);
+    MessageFixture f;
+    f.setPassword("pw");
+    f.window.txtMessage = std::string(morvane::kMaxMessageLength, '\n');
+    f.encrypt();
+    EXPECT_EQ(f.window.txtMessage.size(), morvane::kLongestCipherText);
+    f.window.txtMessage = std::string(morvane::kMaxMessageLength, 'z');
+    f.encrypt();
+    EXPECT_LT(f.window.txtMessage.size(), morvane::kLongestCipherText);
+}
+
+TEST(MessageBoxLimit, APastedCipherTextIsTakenWholeUpToTheLongest) {
+    const std::u16string cipher(morvane::kLongestCipherText, u'A');
+    morvane::MessageEdit edit = morvane::limitMessageEdit(u"", cipher);
+    EXPECT_FALSE(edit.cut);
+    EXPECT_EQ(edit.text, cipher);
+    EXPECT_TRUE(edit.notice.empty());
+    // Wrapped at 76 columns as mail sends it.
+    std::u16string wrapped = u" ";
+    for (std::size_t at = 0; at < cipher.size(); at += 76) wrapped += cipher.substr(at, 76) + u"\r\n";
+    edit = morvane::limitMessageEdit(u"", wrapped);
+    EXPECT_FALSE(edit.cut);
+    EXPECT_EQ(edit.text, wrapped);
+    // One digit more is no cipher text of a message the box can hold.
+    edit = morvane::limitMessageEdit(u"", cipher + u"B");
+    EXPECT_TRUE(edit.cut);
+    EXPECT_EQ(edit.text.size(), morvane::kMaxMessageLength);
+}
+
+TEST(MessageBoxLimit, AnotherPasteThatIsCutSaysSo) {
+    const std::u16string before = u"ab";
+    std::u16string after = before + std::u16string(60000, u'p');
+    morvane::MessageEdit edit = morvane::limitMessageEdit(before, after);
+    EXPECT_TRUE(edit.cut);
+    EXPECT_EQ(edit.notice,
+              "The message box holds 50,000 characters: 10,002 characters of what was typed or pasted were left out.");
+    edit = morvane::limitMessageEdit(std::u16string(49999, u'x'), std::u16string(49999, u'x') + u"yz");
+    EXPECT_EQ(edit.notice,
+              "The message box holds 50,000 characters: 1 character of what was typed or pasted was left out.");
+    // A cipher text with a word in it is no cipher text.
+    edit = morvane::limitMessageEdit(u"", std::u16string(60000, u'A') + u" thanks");
+    EXPECT_TRUE(edit.cut);
+    EXPECT_FALSE(edit.notice.empty());
 }
 
 TEST(MessageTabClear, AsksAndYesEmptiesTheMessage) {
