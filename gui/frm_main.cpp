@@ -103,6 +103,16 @@ void showMenuItem(QAction* action, const MenuItemState& state) {
     action->setEnabled(state.enabled);
 }
 
+// Two widgets that take turns in one place: the one going is hidden before
+// the other shows, so the two are never shown together, not even for a
+// moment; the window would grow to hold both and keep that size.
+void showOneOf(QWidget* first, bool firstVisible, QWidget* second, bool secondVisible) {
+    if (!firstVisible) first->setVisible(false);
+    if (!secondVisible) second->setVisible(false);
+    if (firstVisible) first->setVisible(true);
+    if (secondVisible) second->setVisible(true);
+}
+
 }  // namespace
 
 FrmMain::FrmMain(Program& program, QtUserInterface& ui, QWidget* parent)
@@ -673,8 +683,7 @@ void FrmMain::syncFromModel() {
     setChecked(chkStoredPass_, m.chkStoredPass);
 
     showRows();
-    lstFiles_->setVisible(m.lstFilesVisible);
-    txtMessage_->setVisible(m.txtMessageVisible);
+    showOneOf(lstFiles_, m.lstFilesVisible, txtMessage_, m.txtMessageVisible);
     fraList_->setTitle(qs(m.listFrameCaption));
     // Compared with what the box last showed, not read back from it: the
     // window is shown again many times a second while a job runs.
@@ -693,9 +702,8 @@ void FrmMain::syncFromModel() {
     setText(txtDecryptTo_, m.txtDecryptTo);
     setChecked(chkCopyToClip_, m.chkCopyToClip);
 
-    cmdEncrypt_->setVisible(m.cmdEncryptVisible);
+    showOneOf(cmdEncrypt_, m.cmdEncryptVisible, cmdDecrypt_, m.cmdDecryptVisible);
     cmdEncrypt_->setEnabled(m.cmdEncryptEnabled);
-    cmdDecrypt_->setVisible(m.cmdDecryptVisible);
     cmdDecrypt_->setEnabled(m.cmdDecryptEnabled);
     cmdAddFilesDec_->setEnabled(m.cmdAddFilesDecEnabled);
     cmdClearDecFiles_->setEnabled(m.cmdClearDecFilesEnabled);

@@ -90,6 +90,23 @@ private slots:
         QCOMPARE(frame->title(), QStringLiteral("Selected Files (right mouse click for addtional options)"));
     }
 
+    // Encrypt Now and Decrypt Now (and the list and the message box) take
+    // turns in one place: the window keeps its size whatever the order of
+    // the tabs.
+    void theWindowKeepsItsSizeWhileTabsChange() {
+        WindowFixture f;
+        f.openWindow();
+        auto* window = f.child<QTabWidget>("SSTab1")->window();
+        QTest::qWait(20);
+        const QSize first = window->size();
+        for (const int tab : {2, 0, 1, 2, 1, 0}) {
+            selectTab(f, tab);
+            QTest::qWait(20);
+            QVERIFY2(window->size() == first,
+                     qPrintable(QStringLiteral("tab %1: %2x%3").arg(tab).arg(window->width()).arg(window->height())));
+        }
+    }
+
     void encryptAndDecryptNowShareOnePlace() {
         WindowFixture f;
         f.openWindow();
