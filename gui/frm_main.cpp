@@ -351,7 +351,7 @@ QWidget* FrmMain::buildCentre() {
     lstFiles_->header()->setStretchLastSection(false);
     lstFiles_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
     lstFiles_->header()->resizeSection(1, 90);
-    lstFiles_->header()->resizeSection(2, 150);
+    lstFiles_->header()->resizeSection(2, 100);
     lstFiles_->setContextMenuPolicy(Qt::CustomContextMenu);
     lstFiles_->setAcceptDrops(true);
     lstFiles_->viewport()->setAcceptDrops(true);
@@ -570,14 +570,24 @@ void FrmMain::buildStatusBar() {
     QStatusBar* bar = statusBar();
     bar->setObjectName(QStringLiteral("sbStatusBar"));
     bar->setSizeGripEnabled(true);
+    // Each panel is as wide as the longest text it shows, and the window is
+    // never narrower than the three together: at its smallest no panel is cut.
+    const QString longest[3] = {QStringLiteral("Total items selected: 99999"),
+                                QStringLiteral("Total size: 999.99 MBytes"),
+                                QStringLiteral("Encryption Strength: 448 Bit ")};
+    int together = 0;
     for (int i = 0; i < 3; ++i) {
         panels_[i] = new QLabel(bar);
         panels_[i]->setObjectName(QStringLiteral("sbStatusBarPanel%1").arg(i + 1));
         panels_[i]->setFrameStyle(QFrame::Panel | QFrame::Sunken);
         panels_[i]->setTextFormat(Qt::PlainText);
-        panels_[i]->setMinimumWidth(i == 0 ? 220 : 170);
+        const int width = panels_[i]->fontMetrics().horizontalAdvance(longest[i]) + 2 * panels_[i]->frameWidth() + 8;
+        panels_[i]->setMinimumWidth(width);
+        together += width;
         bar->addPermanentWidget(panels_[i], i == 0 ? 1 : 0);
     }
+    constexpr int kSizeGripAndSpacing = 40;
+    centralWidget()->setMinimumWidth(together + kSizeGripAndSpacing);
 }
 
 QMenu* FrmMain::preparePopup() {

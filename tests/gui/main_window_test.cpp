@@ -107,6 +107,25 @@ private slots:
         }
     }
 
+    void noStatusPanelIsCutAtTheSmallestWindow() {
+        WindowFixture f;
+        f.openWindow();
+        auto* window = f.child<QTabWidget>("SSTab1")->window();
+        QTest::keyClicks(f.child<QLineEdit>("txtPassword"), QString(56, QLatin1Char('k')));
+        window->resize(window->minimumSizeHint().boundedTo(window->minimumSize().expandedTo(QSize(1, 1))));
+        window->resize(1, 1);  // as small as the window lets itself be made
+        QTest::qWait(20);
+        for (int i = 1; i <= 3; ++i) {
+            auto* panel = f.child<QLabel>(qPrintable(QStringLiteral("sbStatusBarPanel%1").arg(i)));
+            const int needed = panel->fontMetrics().horizontalAdvance(panel->text()) + 2 * panel->frameWidth();
+            QVERIFY2(panel->width() >= needed, qPrintable(QStringLiteral("panel %1 \"%2\": %3 of %4 pixels")
+                                                              .arg(i)
+                                                              .arg(panel->text())
+                                                              .arg(panel->width())
+                                                              .arg(needed)));
+        }
+    }
+
     void encryptAndDecryptNowShareOnePlace() {
         WindowFixture f;
         f.openWindow();
