@@ -106,6 +106,13 @@ public:
     using PlaintextSink = std::function<bool(std::span<const std::uint8_t> plaintext)>;
     bool decipherFileInto(const std::string& inFile, std::string_view keyText, const PlaintextSink& sink);
 
+    // Asks EncryptFile, DecryptFile and decipherFileInto to stop at their next
+    // chunk, now or when they next run on this object: they return false with
+    // LastError kStoppedError, and nothing they were writing is left behind.
+    void StopWork() { stopRequested_ = true; }
+    bool stopRequested() const { return stopRequested_; }
+    static constexpr std::string_view kStoppedError = "the work was stopped";
+
     // Deletes a normal file (a hidden or system file is not looked at), making
     // it writable first; all errors ignored.
     static void killFile(const std::string& fileName);
@@ -153,6 +160,7 @@ private:
     TextBuilder text_;
     SeedSource seedSource_ = clockSeed;
     blowfish::ParallelDecipher decipher_;
+    bool stopRequested_ = false;
 };
 
 // The size descriptor check: T - n must lie between 12 and 19, T a multiple
