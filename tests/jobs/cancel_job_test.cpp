@@ -200,6 +200,29 @@ TEST_F(CancelEncrypt, CancelBeforeTheJobReachesAFileChangesNothing) {
     EXPECT_EQ(namesIn(r.data), (std::set<std::string>{"alpha.bin", "beta.txt", "gamma.bin"}));
 }
 
+// The moment before the sources go: the combined archive is written (under
+// its temporary name) and enciphered whole, and is being read back.
+TEST_F(CancelEncrypt, CancelWhileTheArchiveIsReadBackRemovesNoSource) {
+    Run r;
+    writeSources(r);
+    r.h.window.chkCreateOneZip = true;
+    r.h.run.combinedArchivePath = r.data + "/all.enz";
+    bool pressed = false;
+    r.h.ui.onEventsRun = [&] {
+        if (pressed || r.h.run.progressPercent != 100 || !r.h.status.model().caption.starts_with("Encrypting ")) return;
+        for (const std::string& name : namesIn(r.data))
+            if (name.rfind(".~mv", 0) == 0) {
+                pressed = true;
+                r.h.status.requestCancel();
+            }
+    };
+    r.h.encrypt();
+    ASSERT_TRUE(pressed);
+    EXPECT_TRUE(said(r.h, kEncryptionCancelled));
+    for (const auto& [name, content] : files) EXPECT_EQ(readFile(r.data + "/" + name), content) << name;
+    EXPECT_EQ(namesIn(r.data), (std::set<std::string>{"alpha.bin", "beta.txt", "gamma.bin"}));
+}
+
 TEST(CancelDecrypt, WithRemoveArchiveEveryArchiveOrAllItsFilesStay) {
     const std::vector<std::pair<std::string, std::string>> files = {{"one.bin", noiseOfSize(600000, 5)},
                                                                     {"two.txt", std::string(400000, 't')},
