@@ -99,7 +99,7 @@ protected:
 
     // Encrypts two large sources into one archive with "remove source", and
     // sends `signal` as soon as the job writes in their folder.
-    void encryptAndSignal(int signal, int expectedStatus) {
+    void encryptAndSignal(int signal, int expectedStatus, const std::string& options = "-od") {
         const std::string data = work + "/src";
         fs::create_directories(data);
         const std::string a = data + "/big.bin", b = data + "/other.bin";
@@ -110,7 +110,7 @@ protected:
         ASSERT_GE(watch, 0);
         ASSERT_GE(::inotify_add_watch(watch, data.c_str(), IN_CREATE | IN_MOVED_TO), 0);
 
-        const pid_t child = start({"-e", "-p" + kPassword, "-s" + a + ", " + b, "-d" + data + "/all.enz", "-od"});
+        const pid_t child = start({"-e", "-p" + kPassword, "-s" + a + ", " + b, "-d" + data + "/all.enz", options});
         ASSERT_GT(child, 0);
         // The job has begun once it makes its first file beside the sources.
         alignas(inotify_event) char buffer[4096];
@@ -137,6 +137,8 @@ protected:
 TEST_F(RealProgram, InterruptStopsAnEncryptionWithRemoveSourceAndExitsWith130) { encryptAndSignal(SIGINT, 130); }
 
 TEST_F(RealProgram, TerminationStopsAnEncryptionWithRemoveSourceAndExitsWith143) { encryptAndSignal(SIGTERM, 143); }
+
+TEST_F(RealProgram, InterruptStopsASilentEncryptionToo) { encryptAndSignal(SIGINT, 130, "-os,d"); }
 
 TEST_F(RealProgram, InterruptStopsADecryptionWithRemoveArchiveAndKeepsTheArchive) {
     const std::string data = work + "/arch";
