@@ -255,6 +255,9 @@ int runCommandLine(const std::string& commandLine, JobContext& outer, PasswordDa
     // A run that fails has said why.
     if (status != kExitDone && counted.messages == 0 && counted.echoed == 0)
         counted.showMessage("The job did not complete. No reason was recorded.", MessageIcon::Exclamation);
+    // A job a signal stopped ends as the signal would have ended it, once it
+    // has removed what it was making.
+    if (job.status.jobCancelled() && job.status.cancelSignal() != 0) return kExitBySignal + job.status.cancelSignal();
     return status;
 }
 

@@ -17,6 +17,9 @@ namespace morvane {
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1;
 inline constexpr int kExitInvalidCommandLine = 2;
+// A job stopped by a signal (SIGINT, SIGTERM) exits with this plus the
+// signal's number: 130 and 143.
+inline constexpr int kExitBySignal = 128;
 
 // The program's arguments as the one command line the grammar reads.
 std::string joinArguments(int argc, const char* const* argv);

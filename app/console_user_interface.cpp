@@ -74,7 +74,13 @@ void ConsoleUserInterface::letEventsRun() {
     const ProgressWindowModel& model = status_->model();
     int percent = model.pbValue;
     if (model.tmrEncStatusOn && cipherPercent_ != nullptr) percent = std::max(percent, *cipherPercent_);
-    std::string bar = model.caption + " " + std::to_string(std::min(percent, 100)) + "%";
+    percent = std::min(percent, 100);
+    std::string bar = model.caption + " " + std::to_string(percent) + "%";
+    // The whole job, as the progress window shows it.
+    const ProgressFigures figures = status_->figures(percent);
+    const std::string overall = figures.bytes.empty() ? "" : std::to_string(figures.overallPercent) + "% in all";
+    for (const std::string* part : {&figures.fileOfAll, &overall, &figures.bytes, &figures.speed, &figures.timeLeft})
+        if (!part->empty()) bar += " | " + *part;
     if (bar == lastBar_) return;
     lastEchoed_.clear();
     std::fprintf(out_, "\r%s\033[K", bar.c_str());

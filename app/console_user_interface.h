@@ -3,8 +3,9 @@
 // standard error as one line; a question is asked on the terminal when
 // standard input is one, and is otherwise answered No, so that a batch job
 // never waits for input that cannot come. With a progress window to follow
-// and standard error on a terminal, a one-line bar shows the work
-// ("Encrypting /path/file... 42%").
+// and standard error on a terminal, a one-line bar shows the work and the
+// whole job's figures ("Encrypting /path/file... 42% | File 2 of 5 |
+// 40% in all | 120.0 MB of 300.0 MB | 25.0 MB/s | About 7 s left").
 #include <cstdio>
 #include <string>
 

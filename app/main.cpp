@@ -12,6 +12,7 @@
 #include <unistd.h>
 #endif
 
+#include "cancel_signals.h"
 #include "command_line.h"
 #include "console_user_interface.h"
 #include "instance_lock.h"
@@ -97,6 +98,7 @@ int main(int argc, char** argv) {
             return morvane::kExitFailed;
         case morvane::StartRoute::CommandLine: {
             morvane::ProgressWindow status(console);
+            status.followCancelSignal(morvane::catchCancelSignals());
             console.followProgress(&status, &program.run.progressPercent);
             morvane::JobContext job{program.window, program.run,    console, program.log,
                                     program.zip,    program.recent, status};

@@ -121,6 +121,13 @@ public:
     using PlaintextSink = std::function<bool(std::span<const std::uint8_t> plaintext)>;
     bool decipherFileInto(const std::string& inFile, std::string_view keyText, const PlaintextSink& sink);
 
+    // Asks EncryptFile, DecryptFile and decipherFileInto to stop at their next
+    // chunk, now or when they next run on this object: they return false with
+    // LastError kStoppedError, and nothing they were writing is left behind.
+    void StopWork() { stopRequested_ = true; }
+    bool stopRequested() const { return stopRequested_; }
+    static constexpr std::string_view kStoppedError = "the work was stopped";
+
     // Deletes a normal file (a hidden or system file is not looked at), making
     // it writable first; all errors ignored.
     static void killFile(const std::string& fileName);
@@ -169,6 +176,7 @@ private:
     SeedSource seedSource_ = clockSeed;
     blowfish::ParallelDecipher decipher_;
     HelperThread io_;  // reads and writes the file's chunks while the chain runs
+    bool stopRequested_ = false;
 };
 
 // The size descriptor check: T - n must lie between 12 and 19, T a multiple

@@ -255,6 +255,10 @@ bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::stri
     blowfish::ChainBlock previous;
     if (!fill(0, LastError)) return false;
     for (std::uint64_t k = 0; k < chunks; ++k) {
+        if (stopRequested_) {
+            LastError = kStoppedError;
+            return false;
+        }
         transfer.next = k;
         io_.start(aroundChunk, &transfer);
         const std::size_t length = lengthOf(k);
@@ -294,6 +298,10 @@ bool clsBlowfish::decipherFileInChunks(const std::string& inFile, std::string_vi
     // deciphered length is what gets handed on, as after a failed size check.
     std::uint64_t keepFrom = 0, keepTo = total;
     for (std::uint64_t offset = 0; offset < total;) {
+        if (stopRequested_) {
+            LastError = kStoppedError;
+            return false;
+        }
         const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), total - offset));
         if (!readExactly(input.get(), chunk.data(), length, inFile, LastError)) return false;
         const std::size_t blockBytes = length / 8 * 8;  // a trailing part block is left as read

@@ -610,6 +610,11 @@ void FrmMain::runJob(const std::function<void()>& job) {
     model().jobRunning = false;
     syncFromModel();
     frmStatus_->refresh();
+    // The window was closed during the job, and the job asked to stop.
+    if (closeAfterJob_) {
+        closeAfterJob_ = false;
+        QTimer::singleShot(0, this, &QWidget::close);
+    }
 }
 
 void FrmMain::showDialog(QDialog* dialog) {
@@ -779,10 +784,16 @@ bool FrmMain::eventFilter(QObject* watched, QEvent* event) {
 
 // Closing the window ends the program: the zip component stops its work and
 // every other window closes. Nothing needs saving: every change was written
-// when it was made. A running job is never cut short.
+// when it was made. A running job is never cut short: the person is asked
+// whether to cancel it, and the window closes once it has stopped.
 void FrmMain::closeEvent(QCloseEvent* event) {
     if (model().jobRunning) {
         event->ignore();
+        if (closeAfterJob_) return;
+        if (ui_.askYesNo(kCancelJobQuestion)) {
+            closeAfterJob_ = true;
+            status_.requestCancel();
+        }
         return;
     }
     program_.zip.StopWork();

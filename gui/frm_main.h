@@ -27,6 +27,10 @@ class QCheckBox;
 
 namespace morvane::gui {
 
+// Asked when the main window is closed while a job runs.
+inline constexpr std::string_view kCancelJobQuestion =
+    "Morvane is still working on your files. Do you want to cancel the job and close Morvane?";
+
 class FrmStatus;
 
 class FrmMain : public QMainWindow {
@@ -86,6 +90,7 @@ private:
     ProgressWindow status_;
     JobContext job_;
     FrmStatus* frmStatus_ = nullptr;
+    bool closeAfterJob_ = false;  // closed during a job: close when it has stopped
     QPointer<QDialog> openDialog_;
     bool syncing_ = false;
     std::vector<ListRow> shownRows_;

@@ -1,7 +1,10 @@
 #pragma once
 // frmStatus: the small window that shows what a job is doing, one line of
-// text and a bar. It shows the progress model; its two timers move the bar,
-// one following the cipher's percentage, one the zip component's.
+// text and a bar, and below them the whole job: "File 2 of 5", one bar for
+// the whole job, the bytes done of all, the speed and the time left. It shows
+// the progress model; its two timers move the bars, one following the
+// cipher's percentage, one the zip component's. Cancel (and Escape, and the
+// close box) asks the running job to stop.
 #include <QDialog>
 #include <QTimer>
 #include <cstdint>
@@ -11,6 +14,7 @@
 
 class QLabel;
 class QProgressBar;
+class QPushButton;
 
 namespace morvane::gui {
 
@@ -28,11 +32,19 @@ protected:
     void reject() override;
 
 private:
+    void requestCancel();
+
     ProgressWindow& status_;
     const std::int32_t& progressPercent_;
     const ZipComponent& zip_;
     QLabel* lblStatus_;
     QProgressBar* pbStatus_;
+    QLabel* lblFileOfAll_;
+    QProgressBar* pbOverall_;
+    QLabel* lblBytes_;
+    QLabel* lblSpeed_;
+    QLabel* lblTimeLeft_;
+    QPushButton* cmdCancel_;
     QTimer tmrEncStatus_;
     QTimer tmrZipStatus_;
 };

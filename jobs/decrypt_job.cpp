@@ -16,6 +16,7 @@
 #include "job_lock.h"
 #include "job_support.h"
 #include "platform_utilities.h"
+#include "quick_password_check.h"
 #include "safe_file.h"
 #include "text_case.h"
 
@@ -116,7 +117,25 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
 
     const std::size_t count = w.lstFiles.size();
     std::vector<std::string> slots(count);
+
+    // The progress window's figures: each archive is read twice, to
+    // decipher it and to extract what it holds.
+    std::uint64_t dataBytes = 0;
+    for (const ListRow& row : w.lstFiles) {
+        std::error_code ec;
+        const auto size = fs::file_size(fileattr::toPath(archivePathOf(row.text)), ec);
+        if (!ec) dataBytes += size;
+    }
+    c.status.planJob(count, dataBytes, 2 * dataBytes);
+
     for (std::size_t i = 0; i < count; ++i) {
+        // A cancel ends the job before the next archive: the archives done
+        // stay done.
+        if (job::cancelRequested(c, cipher)) {
+            job::reportCancelled(c, "Decryption");
+            return;
+        }
+        c.status.beginFile(i + 1);
         const std::string entryText = w.lstFiles[i].text;
         // Any name with "enz" in it is taken for an archive, as it always was.
         if (lowerCase(entryText).find("enz") == std::string::npos) {
@@ -162,6 +181,27 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
             job::reportFailure(c, text);
             if (!silent) c.status.finishBar();
         };
+        // The deciphered bytes are no zip this password opens: a wrong
+        // password, told in the job's words and ending it.
+        const auto invalidPassword = [&] {
+            removeEmptyFolders(madeFolders);
+            closeStatus(c);
+            if (commandLine) {
+                c.log.writeLog("Invalid password for the following command line: " + c.run.commandLine +
+                               ". Please verify password on ALL of the files you encrypted and then try again.");
+            } else {
+                c.ui.showMessage("Invalid password while trying to decrypt " + entryText +
+                                     ". Please verify password and then try again.",
+                                 MessageIcon::Exclamation);
+            }
+        };
+        // A cancel in the middle of this archive: nothing of it is in place
+        // yet; its deciphered zip and the folders made for it go.
+        const auto endCancelled = [&] {
+            deleteFile(tempZip);
+            removeEmptyFolders(madeFolders);
+            job::reportCancelled(c, "Decryption");
+        };
         if (!folderError.empty()) {
             otherFailure("Failed to decrypt " + path + ": unable to make the folder " + folderError +
                          ". No files have been changed.");
@@ -178,6 +218,14 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
             continue;
         }
 
+        // The header's size descriptor tells most wrong passwords without
+        // deciphering the whole archive.
+        if (quickPasswordCheck(cipher, path, *key) == QuickPasswordCheck::WrongKey) {
+            invalidPassword();
+            return;
+        }
+
+        c.run.progressPercent = 0;  // the last step's 100 is no figure of this one
         if (!silent) c.status.dispEncStatus(path, "Decrypting " + path + "...");
         // The deciphered zip is read once and deleted: no need to wait for
         // the disk to hold it.
@@ -187,6 +235,10 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
                 if (!silent) c.status.dispZipStatus(path, "Unzipping " + path + "...");
             });
         cipher.flushOutput = true;
+        if (job::cancelRequested(c, cipher)) {
+            endCancelled();
+            return;
+        }
         if (!opened.deciphered) {
             // The decipher step reads and writes files; a wrong password
             // shows only when the deciphered zip is opened.
@@ -200,21 +252,17 @@ void runDecryptFiles(JobContext& c, clsBlowfish& cipher) {
         for (const UnwrittenMember& member : report.unwritten)
             if (member.reason != UnwrittenMember::Reason::KeptExisting)
                 c.log.writeLog(member.name + " in " + path + " " + notWrittenBecause(member.reason) + ".");
+        // Extraction puts the members in place only when every one is
+        // complete: a cancel during it leaves none of them. Once they are in
+        // place, the archive is kept.
+        if (job::cancelRequested(c, cipher)) {
+            endCancelled();
+            return;
+        }
         if (!extracted) {
             using Failure = ExtractionReport::Failure;
             if (report.failure == Failure::NotAZip || report.failure == Failure::WrongPassword) {
-                // The deciphered bytes are no zip this password opens: a wrong password.
-                removeEmptyFolders(madeFolders);
-                closeStatus(c);
-                if (commandLine) {
-                    c.log.writeLog("Invalid password for the following command line: " + c.run.commandLine +
-                                   ". Please verify password on ALL of the files you encrypted and then try "
-                                   "again.");
-                } else {
-                    c.ui.showMessage("Invalid password while trying to decrypt " + entryText +
-                                         ". Please verify password and then try again.",
-                                     MessageIcon::Exclamation);
-                }
+                invalidPassword();
                 return;
             }
             otherFailure(extractionFailure(path, report));

@@ -67,8 +67,10 @@ clsBlowfish::WrittenFileCheck readBackCheck(JobContext& c, clsBlowfish& cipher, 
                                             std::string& problem) {
     if (!c.window.chkDelAfterEnc) return {};
     return [&c, &cipher, key, &problem](const std::string& written) {
-        problem = checkWrittenArchive(cipher, written, key, zipPassword(key), c.zip.PackedMembers(),
-                                      [&c] { c.ui.letEventsRun(); });
+        problem = checkWrittenArchive(cipher, written, key, zipPassword(key), c.zip.PackedMembers(), [&c, &cipher] {
+            c.ui.letEventsRun();
+            job::cancelRequested(c, cipher);
+        });
         return problem.empty();
     };
 }
@@ -155,8 +157,39 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
     const std::size_t count = w.lstFiles.size();
     std::vector<std::string> slots(count);
     std::vector<std::string> packedSources;
+    std::uint64_t packedBytes = 0;
     std::string problem;
+
+    // The progress window's figures: each file is read twice, to pack it
+    // and to encipher it (the combined archive is enciphered once, whole).
+    std::size_t toPack = 0;
+    std::uint64_t dataBytes = 0;
+    for (const ListRow& row : w.lstFiles) {
+        const std::string path = trimBlanks(row.text);
+        if (contains(lowerCase(path), ".enz")) continue;
+        ++toPack;
+        std::error_code ec;
+        const auto size = std::filesystem::file_size(fileattr::toPath(path), ec);
+        if (!ec) dataBytes += size;
+    }
+    c.status.planJob(toPack, dataBytes, 2 * dataBytes);
+    std::size_t fileNumber = 0;
+
+    // A cancel ends the job at the member it reached: what this run was
+    // making (the temporary zip, the archive not yet in place) goes; the
+    // files already done stay done, every other source stays.
+    const auto endCancelled = [&](const std::string& tempZip) {
+        c.zip.DiscardArchive();
+        if (!tempZip.empty()) deleteFile(tempZip);
+        if (!commandLine) refreshList(w);
+        job::reportCancelled(c, "Encryption");
+    };
+
     for (std::size_t i = 0; i < count; ++i) {
+        if (job::cancelRequested(c, cipher)) {
+            endCancelled(combinedTempZip);
+            return;
+        }
         const std::string path = trimBlanks(w.lstFiles[i].text);
         slots[i] = path;
         const std::string lowered = lowerCase(path);
@@ -214,12 +247,17 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
             }
             removeLeftoversOnce(source.dir);
         }
+        c.status.beginFile(++fileNumber);
         if (!silent) c.status.dispZipStatus(path, "Zipping " + path + "...");
         bool packed =
             combined ? c.zip.ZipFiles(source.dir, quotedName(source.name), archiveDir, tempZipName, kPackOptions)
                      : c.zip.ZipFiles(source.dir, quotedName(source.name), source.dir, fileTempZip, kPackOptions) &&
                            c.zip.CommitArchive();
         if (!silent) c.status.finishBar();
+        if (job::cancelRequested(c, cipher)) {
+            endCancelled(combined ? combinedTempZip : source.dir + fileTempZip);
+            return;
+        }
         if (!packed) {
             c.log.writeLog("Failed to compress \"" + source.name + "\". Please verify file and then try again. ");
             closeStatus(c);
@@ -227,11 +265,16 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
         }
 
         if (!combined) {
+            c.run.progressPercent = 0;  // the last step's 100 is no figure of this one
             if (!silent) c.status.dispEncStatus(path, "Encrypting " + path + "...");
             // The archive takes its name only when complete, and (when the
             // source is to go) once it has been read back and checked.
             if (!cipher.EncryptFile(source.dir + fileTempZip, archivePath, *key,
                                     readBackCheck(c, cipher, *key, problem))) {
+                if (job::cancelRequested(c, cipher)) {
+                    endCancelled(source.dir + fileTempZip);
+                    return;
+                }
                 if (!problem.empty()) {
                     deleteFile(source.dir + fileTempZip);
                     reportReadBackFailure(c, archivePath, problem);
@@ -252,6 +295,9 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
             if (w.chkDelAfterEnc) deleteFile(path);
         } else {
             packedSources.push_back(path);
+            std::error_code ec;
+            const auto size = std::filesystem::file_size(fileattr::toPath(path), ec);
+            if (!ec) packedBytes += size;
         }
         if (!silent) c.status.finishBar();
     }
@@ -261,10 +307,23 @@ void runEncryptFiles(JobContext& c, clsBlowfish& cipher) {
     // place, flushed and read back, and then all of them.
     if (combined && !packedSources.empty()) {
         const std::string& archivePath = c.run.combinedArchivePath;
+        if (job::cancelRequested(c, cipher)) {
+            endCancelled(combinedTempZip);
+            return;
+        }
+        c.status.nextStepBytes(packedBytes);
+        c.run.progressPercent = 0;  // the last step's 100 is no figure of this one
         if (!silent) c.status.dispEncStatus(archivePath, "Encrypting " + archivePath + "...");
+        // Once the archive is in place and read back, its sources are
+        // removed whatever is pressed meanwhile: the removal is never left
+        // half done.
         if (!c.zip.CommitArchive() ||
             !cipher.EncryptFile(combinedTempZip, archivePath, *key, readBackCheck(c, cipher, *key, problem))) {
             deleteFile(combinedTempZip);
+            if (job::cancelRequested(c, cipher)) {
+                endCancelled(combinedTempZip);
+                return;
+            }
             if (!problem.empty()) {
                 reportReadBackFailure(c, archivePath, problem);
             } else {

@@ -22,12 +22,19 @@ JobScope::JobScope(JobContext& c, clsBlowfish& cipher) : c_(c) {
     c.window.jobRunning = true;
     // Every job begins its archives empty, whatever an earlier one left.
     c.zip.DiscardArchive();
-    cipher.Progress = [&c](std::int32_t percent) {
+    c.status.beginJob();
+    // Between the cipher's and the zip component's reports the window's
+    // events run: a Cancel pressed there stops both at their next step.
+    cipher.Progress = [&c, &cipher](std::int32_t percent) {
         c.run.progressPercent = percent;
         c.ui.letEventsRun();
         c.ui.letEventsRun();
+        cancelRequested(c, cipher);
     };
-    c.zip.Progress = [&c](int) { c.ui.letEventsRun(); };
+    c.zip.Progress = [&c, &cipher](int) {
+        c.ui.letEventsRun();
+        cancelRequested(c, cipher);
+    };
 }
 
 JobScope::~JobScope() {
@@ -89,6 +96,21 @@ bool fileExistsAt(std::string_view path) {
     std::error_code ec;
     return std::filesystem::is_regular_file(
         fileattr::toPath(std::string(path.substr(0, last == std::string_view::npos ? 0 : last + 1))), ec);
+}
+
+bool cancelRequested(JobContext& c, clsBlowfish& cipher) {
+    if (!c.status.cancelRequested()) return false;
+    cipher.StopWork();
+    c.zip.StopWork();
+    return true;
+}
+
+void reportCancelled(JobContext& c, std::string_view jobName) {
+    c.status.markCancelled();
+    closeStatus(c);
+    const std::string text = std::string(jobName) + " cancelled by the user.";
+    c.log.writeLog(text);
+    c.ui.showMessage(text, MessageIcon::Information);
 }
 
 void reportFailure(JobContext& c, const std::string& text) {

@@ -39,6 +39,16 @@ std::optional<std::string> checkedPasswordKey(JobContext& c, std::string_view bl
 // Whether a file exists where the path points, blanks at its end not counting.
 bool fileExistsAt(std::string_view path);
 
+// Whether the person asked the job to stop (Cancel in the progress window,
+// the main window's close, a signal to a command-line job). Once they have,
+// the cipher and the zip component stop at their next step.
+bool cancelRequested(JobContext& c, clsBlowfish& cipher);
+
+// The end of a cancelled job, once it has removed what it made: the progress
+// window closes, and "{jobName} cancelled by the user." is logged and shown
+// (on standard error in a command-line run).
+void reportCancelled(JobContext& c, std::string_view jobName);
+
 // A failure the job reports in words of its own: logged, and shown (on
 // standard error in a command-line run).
 void reportFailure(JobContext& c, const std::string& text);

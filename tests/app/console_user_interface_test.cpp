@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -55,6 +56,30 @@ TEST(ConsoleProgress, ALineFollowsTheJobOnATerminal) {
     const std::string shown = terminal.read();
     EXPECT_NE(shown.find("Encrypting /data/a.txt... 0%"), std::string::npos) << shown;
     EXPECT_NE(shown.find("Encrypting /data/a.txt... 42%"), std::string::npos) << shown;
+}
+
+TEST(ConsoleProgress, TheLineShowsTheWholeJobsFigures) {
+    Terminal terminal;
+    ASSERT_NE(terminal.slave, nullptr);
+    ConsoleUserInterface console(terminal.slave, nullptr);
+    std::chrono::steady_clock::time_point now{};
+    ProgressWindow status(console, [&now] { return now; });
+    std::int32_t percent = 0;
+    console.followProgress(&status, &percent);
+    status.beginJob();
+    status.planJob(2, 40u << 20, 80u << 20);
+    status.beginFile(2);
+    status.nextStepBytes(20u << 20);
+    status.dispEncStatus("/no/such/file", "Encrypting /data/b.txt...");
+    now += std::chrono::seconds(2);
+    percent = 50;
+    console.letEventsRun();
+    console.endProgressLine();
+    const std::string shown = terminal.read();
+    EXPECT_NE(shown.find("Encrypting /data/b.txt... 50% | File 2 of 2 | 12% in all | 5.0 MB of 40.0 MB | 2.5 MB/s | "
+                         "About 14 s left"),
+              std::string::npos)
+        << shown;
 }
 
 TEST(ConsoleProgress, NoLineWhenStandardErrorIsNotATerminal) {
