@@ -47,7 +47,8 @@ bool readExactly(std::FILE* file, std::uint8_t* data, std::size_t length, const 
 // input itself is the output, it is read whole before it is replaced.)
 class OutputFile {
 public:
-    bool open(const std::string& outFile, std::string& error) {
+    bool open(const std::string& outFile, bool durable, std::string& error) {
+        durable_ = durable;
         if (file_.open(outFile)) return true;
         error = file_.error();
         return false;
@@ -59,9 +60,10 @@ public:
             error = file_.error();
             return false;
         }
-        // Written out as it comes, the file leaves the final flush little to do.
+        // Written out as it comes, a file that is to be flushed leaves the
+        // final flush little to do.
         unhinted_ += length;
-        if (unhinted_ >= kWritebackBytes) {
+        if (durable_ && unhinted_ >= kWritebackBytes) {
             file_.startWriteback();
             unhinted_ = 0;
         }
@@ -91,6 +93,7 @@ public:
 private:
     static constexpr std::size_t kWritebackBytes = 8 << 20;
     AtomicFile file_;
+    bool durable_ = true;
     std::size_t unhinted_ = 0;
 };
 
@@ -201,7 +204,7 @@ bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::stri
     if (!keyText.empty()) key(keyText);
 
     OutputFile output;
-    if (!output.open(outFile, LastError)) return false;
+    if (!output.open(outFile, flushOutput, LastError)) return false;
 
     // The chain is one sequential run on this thread; the chunk before it is
     // written and the chunk after it read on the helper thread meanwhile, so
@@ -332,7 +335,7 @@ bool clsBlowfish::decryptFileInChunks(const std::string& inFile, const std::stri
         return false;
     }
     OutputFile output;
-    if (!output.open(outFile, LastError)) return false;
+    if (!output.open(outFile, flushOutput, LastError)) return false;
     bool fits = false;
     const bool read = decipherFileInChunks(
         inFile, keyText, chunkBytes,

@@ -1,5 +1,6 @@
 #include "decipher_and_extract.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <future>
@@ -22,16 +23,11 @@ constexpr std::uint64_t kHeaderBytes = 12;  // the cipher buffer's header before
 // The directory is kept in memory while the zip is extracted: beyond this
 // the two steps run one after the other.
 constexpr std::uint64_t kLargestDirectory = 16 << 20;
+constexpr std::uint64_t kEndSearchBytes = 0xFFFF + kEndRecordBytes;
 
-struct ZipEnd {
-    std::uint64_t size = 0;       // the zip's length
-    std::uint64_t tailStart = 0;  // where its directory begins
-    std::vector<std::uint8_t> tail;
-};
+}  // namespace
 
-// The zip's directory and end records, deciphered ahead of the rest; nothing
-// when the size descriptor does not fit or no plain end record is found.
-std::optional<ZipEnd> readZipEnd(clsBlowfish& cipher, const std::string& archivePath, std::string_view key) {
+std::optional<ZipEnd> decipherZipEnd(clsBlowfish& cipher, const std::string& archivePath, std::string_view key) {
     std::vector<std::uint8_t> head;
     if (!cipher.decipherRange(archivePath, key, 0, 16, head)) return std::nullopt;
     std::error_code error;
@@ -50,22 +46,22 @@ std::optional<ZipEnd> readZipEnd(clsBlowfish& cipher, const std::string& archive
     if (directoryOffset == 0xFFFFFFFF || directorySize > kLargestDirectory ||
         directoryOffset + directorySize + kEndRecordBytes != n)
         return std::nullopt;
+    // The reader looks for the end record in the zip's last 64 KiB (the
+    // longest comment) and then reads the directory: both come from memory.
     ZipEnd zipEnd;
     zipEnd.size = n;
-    zipEnd.tailStart = directoryOffset;
-    if (!cipher.decipherRange(archivePath, {}, kHeaderBytes + directoryOffset,
-                              static_cast<std::size_t>(n - directoryOffset), zipEnd.tail))
+    zipEnd.tailStart = std::min(directoryOffset, n - std::min<std::uint64_t>(n, kEndSearchBytes));
+    if (!cipher.decipherRange(archivePath, {}, kHeaderBytes + zipEnd.tailStart,
+                              static_cast<std::size_t>(n - zipEnd.tailStart), zipEnd.tail))
         return std::nullopt;
     return zipEnd;
 }
-
-}  // namespace
 
 OpenedArchive decipherAndExtract(clsBlowfish& cipher, ZipComponent& zip, const std::string& archivePath,
                                  const std::string& tempZip, std::string_view key, const std::string& destDir,
                                  const std::string& options, const std::function<void()>& deciphered) {
     OpenedArchive opened;
-    std::optional<ZipEnd> end = readZipEnd(cipher, archivePath, key);
+    std::optional<ZipEnd> end = decipherZipEnd(cipher, archivePath, key);
     if (!end) {
         opened.deciphered = cipher.DecryptFile(archivePath, tempZip, key);
         if (!opened.deciphered) return opened;

@@ -22,6 +22,8 @@ namespace {
 
 // Room for each file's own blocks beyond its bytes.
 constexpr std::uint64_t kBytesPerFile = 4096;
+// A member's bytes are handed to the disk every so many bytes.
+constexpr std::size_t kWritebackBytes = 8 << 20;
 
 using Failure = ExtractionReport::Failure;
 using Reason = UnwrittenMember::Reason;
@@ -256,6 +258,7 @@ bool Extraction::stage(ZipReader& reader) {
         staged_.push_back({p.components, temporary, e.name});
 
         int writeError = 0;
+        std::size_t unhinted = 0;
         std::string detail;
         const MemberStatus status = decoder.decode(
             p.index,
@@ -263,6 +266,12 @@ bool Extraction::stage(ZipReader& reader) {
                 if (!writeAll(file.get(), bytes)) {
                     writeError = errno;
                     return false;
+                }
+                // Written out as it comes, the member leaves its flush little to wait for.
+                unhinted += bytes.size();
+                if (unhinted >= kWritebackBytes) {
+                    startWriteback(file.get());
+                    unhinted = 0;
                 }
                 done += bytes.size();
                 if (request_.progress && total > 0) request_.progress(static_cast<int>(done * 100 / total));

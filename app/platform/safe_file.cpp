@@ -327,11 +327,15 @@ bool AtomicFile::truncate(std::uint64_t length) {
     return true;
 }
 
-void AtomicFile::startWriteback() {
+void startWriteback(int descriptor) {
 #ifdef __linux__
-    if (descriptor_ >= 0) ::sync_file_range(descriptor_, 0, 0, SYNC_FILE_RANGE_WRITE);
+    if (descriptor >= 0) ::sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE);
+#else
+    (void)descriptor;
 #endif
 }
+
+void AtomicFile::startWriteback() { morvane::startWriteback(descriptor_); }
 
 bool AtomicFile::flush() {
     if (descriptor_ < 0) return fail(EBADF);

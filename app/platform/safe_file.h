@@ -28,6 +28,9 @@ std::string systemErrorText(int error);
 bool writeAll(int descriptor, std::span<const std::uint8_t> bytes);
 bool writeAllAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes);
 bool flushFile(int descriptor);
+// Asks the system to start writing the file's written bytes to disk, so that
+// a later flush has little left to wait for. A hint: it fails nothing.
+void startWriteback(int descriptor);
 // Flushes the folder's entries (names made, renamed or removed in it).
 bool flushDirectory(const std::string& directory);
 // Renames `from` to `to`, replacing a file of that name.

@@ -171,7 +171,9 @@ TEST_F(RealProgram, InterruptStopsADecryptionWithRemoveArchiveAndKeepsTheArchive
         EXPECT_EQ(name.find("~dec~"), std::string::npos) << name;
         EXPECT_NE(name.rfind(".~mv", 0), 0u) << name;
     }
-    if (fs::exists(out)) EXPECT_EQ(namesIn(out), std::set<std::string>{});
+    if (fs::exists(out)) {
+        EXPECT_EQ(namesIn(out), std::set<std::string>{});
+    }
     EXPECT_NE(readFile(errFile).find("Decryption cancelled by the user.\n"), std::string::npos) << readFile(errFile);
 }
 

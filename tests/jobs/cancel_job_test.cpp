@@ -180,7 +180,9 @@ TEST_F(CancelEncrypt, OneArchivePerFileWithRemoveSourceKeepsEachFileWholeSomewhe
         }
         EXPECT_EQ(namesIn(r.data), expected);
         if (wasCancelled && done > 0 && done < 3) ++someDone;
-        if (!wasCancelled) EXPECT_EQ(done, 3);
+        if (!wasCancelled) {
+            EXPECT_EQ(done, 3);
+        }
     }
     EXPECT_GE(cancelled, static_cast<int>(cancelPoints(eventRuns).size()) - 6);
     EXPECT_GT(someDone, 0);  // a cancel between files keeps the files done
@@ -283,7 +285,9 @@ TEST(CancelDecrypt, WithRemoveArchiveEveryArchiveOrAllItsFilesStay) {
         // No deciphered zip beside the output folder.
         for (const std::string& name : namesIn(dir.path().string()))
             EXPECT_EQ(name.find("~dec~"), std::string::npos) << name;
-        if (!wasCancelled) EXPECT_TRUE(archivesLeft.empty());
+        if (!wasCancelled) {
+            EXPECT_TRUE(archivesLeft.empty());
+        }
     }
     EXPECT_GE(cancelled, static_cast<int>(cancelPoints(eventRuns).size()) - 6);
 }

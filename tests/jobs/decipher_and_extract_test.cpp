@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <future>
 #include <random>
 #include <thread>
 
@@ -18,6 +19,7 @@
 #include "libzip_component.h"
 #include "safe_file.h"
 #include "temp_directory.h"
+#include "zip_reader.h"
 
 namespace {
 
@@ -130,6 +132,32 @@ TEST(DecipherAndExtract, EveryFileComesBackAndTheTemporaryZipWasWrittenWhole) {
     EXPECT_TRUE(zipWhole);
     for (const std::string& name : names)
         EXPECT_EQ(readFile(dir.file("out/" + name)), readFile(dir.file("in/" + name)));
+}
+
+TEST(DecipherAndExtract, TheMembersAreKnownBeforeAnyOfTheZipIsWritten) {
+    // Extraction can only follow the deciphering if reading the directory
+    // waits for none of the zip's bytes to reach the file.
+    TempDirectory dir("open-end-first");
+    fs::create_directories(dir.file("in"));
+    std::vector<std::string> names;
+    for (unsigned i = 0; i < 3; ++i) {
+        names.push_back("e" + std::to_string(i));
+        writeFile(dir.file("in/" + names.back()), content(400000, 20 + i));  // more than 64 KiB in all
+    }
+    makeArchive(dir, names, "end");
+    clsBlowfish cipher;
+    std::optional<morvane::ZipEnd> end = morvane::decipherZipEnd(cipher, dir.file("a.enz"), "end");
+    ASSERT_TRUE(end);
+    GrowingZip growing(end->size, end->tailStart, std::move(end->tail), dir.file("t.zip"));
+    auto opening = std::async(std::launch::async, [&] {
+        std::string error;
+        std::unique_ptr<morvane::ZipReader> reader = morvane::ZipReader::open(growing, error);
+        return reader ? reader->entries().size() : std::size_t{0};
+    });
+    const bool openedAtOnce = opening.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    growing.finished(false);  // lets a reader that waited go
+    EXPECT_TRUE(openedAtOnce);
+    EXPECT_EQ(opening.get(), names.size());
 }
 
 TEST(DecipherAndExtract, AWrongPasswordIsAZipThatDoesNotOpen) {
