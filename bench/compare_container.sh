@@ -110,7 +110,8 @@ mkdir "$WORK/src"
 for _ in $(seq 0 "$RUNS"); do
   rm -f "$WORK/keep.enz" "$WORK/src/"*
   cp "${BIG[@]}" "$WORK/src/"
-  timed morvane_keep "${PROGRAM[@]}" -e "-p$PASSWORD" "-s$WORK/src/*" "-d$WORK/keep.enz" -os
+  # Keeping its sources, the job packs the very files the developer tool packs.
+  timed morvane_keep "${PROGRAM[@]}" -e "-p$PASSWORD" "-s$WORK/corpus/big/*" "-d$WORK/keep.enz" -os
   rm -f "$WORK/remove.enz"
   timed morvane_remove "${PROGRAM[@]}" -e "-p$PASSWORD" "-s$WORK/src/*" "-d$WORK/remove.enz" -os,d
   if [ -n "$(ls -A "$WORK/src")" ]; then
