@@ -115,11 +115,15 @@ public:
     bool flushOutput = true;
 
     // Deciphers the file and hands its plaintext on, piece by piece and in
-    // order, without writing anything and without Progress events. False when
-    // the file cannot be read, `sink` says stop, or the size descriptor does
-    // not fit the file (a wrong key, a damaged file), with LastError set.
+    // order, without writing anything and without Progress events. `sink`
+    // runs on a second thread (one piece at a time) while the next piece is
+    // deciphered; `between` runs on the calling thread after each piece is
+    // deciphered. False when the file cannot be read, `sink` says stop, or
+    // the size descriptor does not fit the file (a wrong key, a damaged
+    // file), with LastError set.
     using PlaintextSink = std::function<bool(std::span<const std::uint8_t> plaintext)>;
-    bool decipherFileInto(const std::string& inFile, std::string_view keyText, const PlaintextSink& sink);
+    bool decipherFileInto(const std::string& inFile, std::string_view keyText, const PlaintextSink& sink,
+                          const std::function<void()>& between = {});
 
     // Asks EncryptFile, DecryptFile and decipherFileInto to stop at their next
     // chunk, now or when they next run on this object: they return false with
@@ -165,7 +169,8 @@ private:
     // Deciphers the file chunk by chunk into `sink`: the plaintext when the
     // size descriptor fits (`fits`), else every deciphered byte.
     bool decipherFileInChunks(const std::string& inFile, std::string_view keyText, std::size_t chunkBytes,
-                              const PlaintextSink& sink, bool reportProgress, bool& fits);
+                              const PlaintextSink& sink, bool reportProgress, bool& fits,
+                              const std::function<void()>& between = {});
 
     // Writes the 12 header bytes of a cipher buffer for n plaintext bytes.
     void writeHeader(std::uint8_t* header, std::uint64_t n);

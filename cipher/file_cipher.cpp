@@ -280,7 +280,8 @@ bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::stri
 }
 
 bool clsBlowfish::decipherFileInChunks(const std::string& inFile, std::string_view keyText, std::size_t chunkBytes,
-                                       const PlaintextSink& sink, bool reportProgress, bool& fits) {
+                                       const PlaintextSink& sink, bool reportProgress, bool& fits,
+                                       const std::function<void()>& between) {
     chunkBytes = std::max<std::size_t>(16, chunkBytes / 8 * 8);
     fits = false;
     if (!fileExists(inFile)) {
@@ -293,20 +294,40 @@ bool clsBlowfish::decipherFileInChunks(const std::string& inFile, std::string_vi
     if (!keyText.empty()) key(keyText);
     text_.resetText();
 
-    std::vector<std::uint8_t> chunk(static_cast<std::size_t>(std::min<std::uint64_t>(chunkBytes, total)));
+    // Each piece goes to the sink on the helper thread while the next chunk
+    // is read and deciphered here: two buffers take turns.
+    std::vector<std::uint8_t> buffers[2];
+    for (auto& buffer : buffers) buffer.resize(static_cast<std::size_t>(std::min<std::uint64_t>(chunkBytes, total)));
+    struct SinkJob {
+        const PlaintextSink* sink = nullptr;
+        std::span<const std::uint8_t> piece;
+        bool ok = true;
+    } job{&sink, {}, true};
+    bool sinkBusy = false;
+    // Waits for the piece before; false when the sink said stop.
+    const auto sinkDone = [&] {
+        if (sinkBusy) io_.wait();
+        sinkBusy = false;
+        return job.ok;
+    };
+    const auto failWith = [&](std::string error) {
+        sinkDone();
+        LastError = std::move(error);
+        return false;
+    };
+
     const ProgressHandler silent;
     blowfish::ProgressMeter meter(total, reportProgress ? Progress : silent);
     blowfish::ChainBlock previous;
     // Until the size descriptor has been read and found to fit, the whole
     // deciphered length is what gets handed on, as after a failed size check.
     std::uint64_t keepFrom = 0, keepTo = total;
-    for (std::uint64_t offset = 0; offset < total;) {
-        if (stopRequested_) {
-            LastError = kStoppedError;
-            return false;
-        }
+    for (std::uint64_t offset = 0, k = 0; offset < total; ++k) {
+        if (stopRequested_) return failWith(std::string(kStoppedError));
+        std::vector<std::uint8_t>& chunk = buffers[k % 2];
         const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(chunk.size(), total - offset));
-        if (!readExactly(input.get(), chunk.data(), length, inFile, LastError)) return false;
+        std::string readError;
+        if (!readExactly(input.get(), chunk.data(), length, inFile, readError)) return failWith(readError);
         const std::size_t blockBytes = length / 8 * 8;  // a trailing part block is left as read
         decipher_.run(tables_, {chunk.data(), blockBytes}, previous);
         if (blockBytes > 0) meter.blocksDone(offset + blockBytes - 8);
@@ -319,11 +340,23 @@ bool clsBlowfish::decipherFileInChunks(const std::string& inFile, std::string_vi
                 keepTo = 12 + n;
             }
         }
+        if (!sinkDone()) return false;
+        if (between) between();
         const std::uint64_t from = std::max(offset, keepFrom);
         const std::uint64_t to = std::min<std::uint64_t>(offset + length, keepTo);
-        if (from < to && !sink({chunk.data() + (from - offset), static_cast<std::size_t>(to - from)})) return false;
+        if (from < to) {
+            job.piece = {chunk.data() + (from - offset), static_cast<std::size_t>(to - from)};
+            io_.start(
+                [](void* context) {
+                    auto* j = static_cast<SinkJob*>(context);
+                    j->ok = (*j->sink)(j->piece);
+                },
+                &job);
+            sinkBusy = true;
+        }
         offset += length;
     }
+    if (!sinkDone()) return false;
     if (fits) meter.finish();
     return true;
 }
@@ -348,9 +381,10 @@ bool clsBlowfish::decryptFileInChunks(const std::string& inFile, const std::stri
     return read && output.commit(flushOutput, {}, LastError);
 }
 
-bool clsBlowfish::decipherFileInto(const std::string& inFile, std::string_view keyText, const PlaintextSink& sink) {
+bool clsBlowfish::decipherFileInto(const std::string& inFile, std::string_view keyText, const PlaintextSink& sink,
+                                   const std::function<void()>& between) {
     bool fits = false;
-    if (!decipherFileInChunks(inFile, keyText, kFileChunkBytes, sink, false, fits)) return false;
+    if (!decipherFileInChunks(inFile, keyText, kFileChunkBytes, sink, false, fits, between)) return false;
     if (!fits) LastError = inFile + " does not decipher under this key: its size descriptor does not fit.";
     return fits;
 }

@@ -245,10 +245,8 @@ std::string checkWrittenArchive(clsBlowfish& cipher, const std::string& path, st
                                 const std::function<void()>& tick) {
     if (packed.empty()) return "nothing was packed into it";
     ZipStreamCheck check(zipPassword, packed);
-    const bool read = cipher.decipherFileInto(path, key, [&](std::span<const std::uint8_t> plain) {
-        if (tick) tick();
-        return check.feed(plain);
-    });
+    const bool read = cipher.decipherFileInto(
+        path, key, [&](std::span<const std::uint8_t> plain) { return check.feed(plain); }, tick);
     if (!check.problem().empty()) return check.problem();
     if (!read) return cipher.LastError.empty() ? std::string("it cannot be read back") : cipher.LastError;
     if (!check.finish()) return check.problem();

@@ -14,6 +14,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "clsBlowfish.h"
@@ -424,6 +425,60 @@ TEST(StreamingFileChunk, EmptyKeyOnAFreshObjectMatchesTheBuffer) {
     const Outcome whole = encipherWhole(plain, "");
     expectSameOutcome(encryptStreamed(d, plain, "", 0), whole);
     expectSameOutcome(decryptStreamed(d, whole.bytes, "", 0), decipherWhole(whole.bytes, ""));
+}
+
+}  // namespace
+
+namespace {
+
+TEST(DecipherInto, TheSinkWorksBesideTheDecipheringAndGetsEveryPieceInOrder) {
+    // Pieces reach the sink on a thread of their own, one at a time and in
+    // order, while `between` runs on the caller's thread after each piece.
+    morvane::testing::ScratchDirectory dir("stream-sink");
+    std::mt19937 rng(31);
+    std::string plain(5 * clsBlowfish::kFileChunkBytes + 777, '\0');
+    for (char& c : plain) c = static_cast<char>(rng());
+    const std::string in = dir.file("plain.bin", plain);
+    clsBlowfish cipher;
+    ASSERT_TRUE(cipher.EncryptFile(in, dir.path("plain.enc"), "sink key"));
+
+    const std::thread::id caller = std::this_thread::get_id();
+    std::string received;
+    std::set<std::thread::id> sinkThreads;
+    std::atomic<int> inSink{0};
+    bool overlapped = false;
+    int betweens = 0;
+    bool betweenOnCaller = true;
+    ASSERT_TRUE(cipher.decipherFileInto(
+        dir.path("plain.enc"), "sink key",
+        [&](std::span<const std::uint8_t> piece) {
+            overlapped = overlapped || ++inSink > 1;
+            sinkThreads.insert(std::this_thread::get_id());
+            received.append(reinterpret_cast<const char*>(piece.data()), piece.size());
+            --inSink;
+            return true;
+        },
+        [&] {
+            ++betweens;
+            betweenOnCaller = betweenOnCaller && std::this_thread::get_id() == caller;
+        }));
+    EXPECT_EQ(received, plain);
+    EXPECT_FALSE(overlapped);
+    EXPECT_EQ(sinkThreads.size(), 1u);
+    EXPECT_EQ(sinkThreads.count(caller), 0u);
+    EXPECT_TRUE(betweenOnCaller);
+    EXPECT_EQ(betweens, 6);
+}
+
+TEST(DecipherInto, ASinkThatSaysStopEndsTheDeciphering) {
+    morvane::testing::ScratchDirectory dir("stream-stop");
+    const std::string in = dir.file("p.bin", std::string(3 * clsBlowfish::kFileChunkBytes, 'p'));
+    clsBlowfish cipher;
+    ASSERT_TRUE(cipher.EncryptFile(in, dir.path("p.enc"), "k"));
+    int pieces = 0;
+    EXPECT_FALSE(
+        cipher.decipherFileInto(dir.path("p.enc"), "k", [&](std::span<const std::uint8_t>) { return ++pieces < 2; }));
+    EXPECT_EQ(pieces, 2);
 }
 
 }  // namespace
