@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "file_attributes.h"
+#include "safe_file.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -24,23 +25,6 @@ int openForReading(const std::string& path) {
 #else
     return ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
 #endif
-}
-
-bool readAll(int descriptor, std::uint64_t offset, std::uint8_t* data, std::size_t length) {
-    while (length > 0) {
-#ifdef _WIN32
-        if (::_lseeki64(descriptor, static_cast<__int64>(offset), SEEK_SET) < 0) return false;
-        const int got = ::_read(descriptor, data, static_cast<unsigned>(std::min<std::size_t>(length, 1 << 30)));
-#else
-        const ssize_t got = ::pread(descriptor, data, length, static_cast<off_t>(offset));
-#endif
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) return false;
-        data += got;
-        length -= static_cast<std::size_t>(got);
-        offset += static_cast<std::uint64_t>(got);
-    }
-    return true;
 }
 
 }  // namespace
@@ -109,7 +93,7 @@ bool GrowingZip::readFile(std::uint64_t offset, std::uint8_t* data, std::size_t 
             if (descriptor_ < 0) return false;
         }
     }
-    return readAll(descriptor_, offset, data, length);
+    return readAllAt(descriptor_, offset, {data, length});
 }
 
 }  // namespace morvane

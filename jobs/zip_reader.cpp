@@ -97,20 +97,7 @@ ZipReader::~ZipReader() {
 bool ZipReader::readAt(std::uint64_t offset, std::uint8_t* data, std::size_t length) const {
     if (offset > fileSize_ || length > fileSize_ - offset) return false;
     if (growing_ != nullptr) return growing_->read(offset, data, length);
-    while (length > 0) {
-#ifdef _WIN32
-        if (::_lseeki64(descriptor_, static_cast<__int64>(offset), SEEK_SET) < 0) return false;
-        const int got = ::_read(descriptor_, data, static_cast<unsigned>(std::min<std::size_t>(length, 1 << 30)));
-#else
-        const ssize_t got = ::pread(descriptor_, data, length, static_cast<off_t>(offset));
-#endif
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) return false;
-        data += got;
-        length -= static_cast<std::size_t>(got);
-        offset += static_cast<std::uint64_t>(got);
-    }
-    return true;
+    return readAllAt(descriptor_, offset, {data, length});
 }
 
 std::unique_ptr<ZipReader> ZipReader::open(const std::string& path, std::string& error) {

@@ -98,6 +98,25 @@ bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
     return writeEveryByte(descriptor, bytes, std::nullopt);
 }
 
+bool readAllAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes) {
+    std::uint8_t* data = bytes.data();
+    std::size_t length = bytes.size();
+    while (length > 0) {
+#ifdef _WIN32
+        if (::_lseeki64(descriptor, static_cast<__int64>(offset), SEEK_SET) < 0) return false;
+        const int got = ::_read(descriptor, data, static_cast<unsigned>(std::min<std::size_t>(length, 1 << 30)));
+#else
+        const ssize_t got = ::pread(descriptor, data, length, static_cast<off_t>(offset));
+#endif
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) return false;
+        data += got;
+        length -= static_cast<std::size_t>(got);
+        offset += static_cast<std::uint64_t>(got);
+    }
+    return true;
+}
+
 bool writeAllAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes) {
     return writeEveryByte(descriptor, bytes, offset);
 }

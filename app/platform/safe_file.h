@@ -27,6 +27,9 @@ std::string systemErrorText(int error);
 
 bool writeAll(int descriptor, std::span<const std::uint8_t> bytes);
 bool writeAllAt(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes);
+// Reads exactly `bytes.size()` bytes at `offset` (no failure point: reading
+// changes nothing). False at the end of the file or on an error.
+bool readAllAt(int descriptor, std::uint64_t offset, std::span<std::uint8_t> bytes);
 bool flushFile(int descriptor);
 // Asks the system to start writing the file's written bytes to disk, so that
 // a later flush has little left to wait for. A hint: it fails nothing.
