@@ -10,6 +10,7 @@
 #include <QTextBrowser>
 #include <QThread>
 #include <QTimer>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -122,11 +123,20 @@ int main(int argc, char** argv) {
     save(popup, "mnuEncPopup");
     popup->hide();
 
-    ProgressWindow progress(ui);
+    // The progress window four seconds into the second of five files, with
+    // the whole job's figures and Cancel.
+    std::chrono::steady_clock::time_point now{};
+    ProgressWindow progress(ui, [&now] { return now; });
     std::int32_t percent = 0;
     FrmStatus status(progress, percent, program.zip);
+    progress.beginJob();
+    progress.planJob(5, 300ull << 20, 600ull << 20);
+    progress.beginFile(2);
+    progress.nextStepBytes(200ull << 20);
     progress.dispEncStatus(u8(docs) + "/budget.xls", "Encrypting " + u8(docs) + "/budget.xls...");
-    progress.encTimerTick(42);
+    now += std::chrono::seconds(4);
+    percent = 42;
+    progress.encTimerTick(percent);
     status.refresh();
     save(&status, "frmStatus");
     progress.closeWindow();
