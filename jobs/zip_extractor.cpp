@@ -72,6 +72,9 @@ private:
     bool openDestination();
     bool plan(const ZipReader& reader);
     bool headersMatch(const ZipReader& reader);
+    // A zip read while it was written: nothing takes its place before the
+    // writer has finished it, complete and in place.
+    bool growingZipComplete();
     // The folder of components[0 .. count), made where missing when `make`.
     std::unique_ptr<Folder> folderAt(const std::vector<std::string>& components, std::size_t count, bool make);
     bool stage(ZipReader& reader);
@@ -119,6 +122,11 @@ bool Extraction::headersMatch(const ZipReader& reader) {
         if (!reader.headerMatches(e, dataOffset, error)) return fail(Failure::Damaged, error);
     }
     return true;
+}
+
+bool Extraction::growingZipComplete() {
+    if (request_.growing == nullptr || request_.growing->waitComplete()) return true;
+    return fail(Failure::CannotWrite, "the archive could not be deciphered whole");
 }
 
 bool Extraction::plan(const ZipReader& reader) {
@@ -363,7 +371,7 @@ ExtractionReport Extraction::run() {
     }
     if (!openDestination()) return report_;
     removeLeftovers(destination_);
-    if (!plan(*reader) || !stage(*reader)) {
+    if (!plan(*reader) || !stage(*reader) || !growingZipComplete()) {
         undo();
         report_.written.clear();
         return report_;

@@ -160,6 +160,32 @@ TEST(DecipherAndExtract, TheMembersAreKnownBeforeAnyOfTheZipIsWritten) {
     EXPECT_EQ(opening.get(), names.size());
 }
 
+TEST(DecipherAndExtract, ATemporaryZipThatCannotTakeItsNamePutsNoFileInPlace) {
+    // Every byte reaches the temporary file and extraction reads them all,
+    // but the file cannot take its name (a folder is there): the deciphering
+    // failed, and not one member may take its place.
+    TempDirectory dir("open-no-rename");
+    fs::create_directories(dir.file("in"));
+    writeFile(dir.file("in/r0"), content(300000, 40));
+    writeFile(dir.file("in/r1"), content(200000, 41));
+    makeArchive(dir, {"r0", "r1"}, "pw");
+    fs::create_directories(dir.file("t.zip"));
+    writeFile(dir.file("t.zip/keep"), "x");
+    LibzipComponent zip;
+    zip.SetUnzipPassword(morvane::zipPassword("pw"));
+    clsBlowfish cipher;
+    cipher.flushOutput = false;
+    const auto opened =
+        decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "pw", dir.file("out"), "");
+    EXPECT_FALSE(opened.deciphered);
+    EXPECT_FALSE(opened.extracted);
+    EXPECT_FALSE(fs::exists(dir.file("out/r0")));
+    EXPECT_FALSE(fs::exists(dir.file("out/r1")));
+    if (fs::exists(dir.file("out"))) {
+        EXPECT_TRUE(fs::is_empty(dir.file("out")));
+    }
+}
+
 TEST(DecipherAndExtract, AWrongPasswordIsAZipThatDoesNotOpen) {
     TempDirectory dir("open-wrong");
     fs::create_directories(dir.file("in"));
