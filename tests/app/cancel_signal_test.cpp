@@ -20,6 +20,7 @@
 #include "clsBlowfish.h"
 #include "container.h"
 #include "libzip_component.h"
+#include "noise.h"
 #include "program_launch.h"
 #include "temp_directory.h"
 
@@ -32,17 +33,7 @@ using Clock = std::chrono::steady_clock;
 
 const std::string kPassword = "Signal9";
 
-std::string noise(std::size_t size, std::uint32_t seed) {
-    std::string text(size, '\0');
-    std::uint32_t x = seed;
-    for (char& c : text) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        c = static_cast<char>(x >> 24);
-    }
-    return text;
-}
+using morvane::testing::noise;
 
 std::set<std::string> namesIn(const std::string& folder) {
     std::set<std::string> names;

@@ -15,6 +15,7 @@
 #include "job_context.h"
 #include "libzip_component.h"
 #include "main_window_model.h"
+#include "noise.h"
 #include "password_database.h"
 #include "progress_window.h"
 #include "recent_files.h"
@@ -57,18 +58,7 @@ std::vector<std::string> namesContaining(const std::string& root, const std::str
     return found;
 }
 
-// Bytes that do not compress.
-std::string noise(std::size_t size, std::uint32_t seed) {
-    std::string text(size, '\0');
-    std::uint32_t x = seed;
-    for (char& c : text) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        c = static_cast<char>(x >> 24);
-    }
-    return text;
-}
+using morvane::testing::noise;
 
 // The text of the usage dialog, put together from its pieces.
 std::string expectedUsage(const std::string& rejection) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "activity_log.h"
+#include "noise.h"
 #include "password_database.h"
 #include "program_launch.h"
 #include "settings_store.h"
@@ -43,17 +44,7 @@ std::vector<std::string> namesContaining(const std::string& root, const std::str
     return found;
 }
 
-std::string noise(std::size_t size, std::uint32_t seed) {
-    std::string text(size, '\0');
-    std::uint32_t x = seed;
-    for (char& c : text) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        c = static_cast<char>(x >> 24);
-    }
-    return text;
-}
+using morvane::testing::noise;
 
 std::string joined(const std::vector<std::string>& args) {
     std::string line;

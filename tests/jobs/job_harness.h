@@ -12,6 +12,7 @@
 #include "file_list.h"
 #include "job_context.h"
 #include "libzip_component.h"
+#include "noise.h"
 #include "scripted_user_interface.h"
 #include "temp_directory.h"
 
@@ -129,15 +130,7 @@ inline std::string openedContent(const std::string& archive, const std::string& 
 
 // Content that does not compress, so the archive is as large as the file.
 inline std::string noiseOfSize(std::size_t size, std::uint32_t seed = 0x2545F491u) {
-    std::string text(size, '\0');
-    std::uint32_t x = seed;
-    for (char& c : text) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        c = static_cast<char>(x >> 24);
-    }
-    return text;
+    return testing::noise(size, seed);
 }
 
 }  // namespace morvane::jobtest

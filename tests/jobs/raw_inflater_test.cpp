@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "zlib_inflate.h"
+
 namespace {
 
 using morvane::RawInflater;
@@ -104,26 +106,7 @@ TEST(RawInflater, BytesAfterTheEndAreDamage) {
     }
 }
 
-// What zlib makes of a stream: its bytes, and whether it read the stream to
-// its end with nothing after it.
-bool zlibInflates(const Bytes& stream, Bytes& out) {
-    z_stream z{};
-    EXPECT_EQ(inflateInit2(&z, -MAX_WBITS), Z_OK);
-    Bytes buffer(1 << 16);
-    z.next_in = const_cast<Bytef*>(stream.data());
-    z.avail_in = static_cast<uInt>(stream.size());
-    int result = Z_OK;
-    while (result == Z_OK) {
-        z.next_out = buffer.data();
-        z.avail_out = static_cast<uInt>(buffer.size());
-        result = inflate(&z, Z_NO_FLUSH);
-        out.insert(out.end(), buffer.begin(), buffer.end() - z.avail_out);
-        if (result == Z_BUF_ERROR && z.avail_in == 0) break;
-    }
-    const bool whole = result == Z_STREAM_END && z.avail_in == 0;
-    inflateEnd(&z);
-    return whole;
-}
+using morvane::testing::zlibInflates;
 
 TEST(RawInflater, DamagedStreamsAreJudgedAsZlibJudgesThem) {
     // Bit flips and cuts: where zlib reads a whole stream, the same bytes
