@@ -34,6 +34,7 @@
 #include "child_process.h"
 #include "clsBlowfish.h"
 #include "container.h"
+#include "noise.h"
 #include "program_launch.h"
 #include "small_disk.h"
 #include "temp_directory.h"
@@ -66,15 +67,7 @@ bool contains(const std::string& text, const std::string& part) { return text.fi
 
 // Bytes that do not compress.
 std::string noise(std::size_t size, std::uint32_t seed) {
-    std::string text(size, '\0');
-    std::uint32_t x = seed * 2654435761u + 1;
-    for (char& c : text) {
-        x ^= x << 13;
-        x ^= x >> 17;
-        x ^= x << 5;
-        c = static_cast<char>(x >> 24);
-    }
-    return text;
+    return morvane::testing::noise(size, seed * 2654435761u + 1);
 }
 
 // Text that compresses, as most documents do.
