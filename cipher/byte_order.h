@@ -28,4 +28,9 @@ inline void storeLittleEndian32(std::uint8_t* p, std::uint32_t v) {
     p[3] = static_cast<std::uint8_t>(v >> 24);
 }
 
+inline void storeLittleEndian64(std::uint8_t* p, std::uint64_t v) {
+    storeLittleEndian32(p, static_cast<std::uint32_t>(v));
+    storeLittleEndian32(p + 4, static_cast<std::uint32_t>(v >> 32));
+}
+
 }  // namespace morvane

@@ -1,11 +1,10 @@
 #include "archive_check.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <memory>
 #include <optional>
 
+#include "crc32.h"
 #include "winzip_aes_reader.h"
 #include "zip_format.h"
 
@@ -48,7 +47,7 @@ public:
                     const std::size_t take = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), dataLeft_));
                     const auto status = reader_->feed(bytes.first(take), [this](std::span<const std::uint8_t> plain) {
                         count_ += plain.size();
-                        crc_ = static_cast<std::uint32_t>(::crc32(crc_, plain.data(), static_cast<uInt>(plain.size())));
+                        crc_ = updateCrc32(crc_, plain);
                         return count_ <= packed_[next_].size;
                     });
                     bytes = bytes.subspan(take);

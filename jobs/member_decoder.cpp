@@ -1,10 +1,10 @@
 #include "member_decoder.h"
 
 #include <zip.h>
-#include <zlib.h>
 
 #include <vector>
 
+#include "crc32.h"
 #include "growing_zip.h"
 #include "raw_inflater.h"
 #include "secure_wipe.h"
@@ -22,8 +22,10 @@ using zipformat::kWinZipAes;
 // What comes out of a member, held to the member's recorded size.
 class SizedOutput {
 public:
-    SizedOutput(std::uint64_t limit, const std::function<bool(std::span<const std::uint8_t>)>& out)
-        : limit_(limit), out_(out) {}
+    // `checksCrc`: whether crc() is wanted (a WinZip AES reader checks its own).
+    SizedOutput(std::uint64_t limit, const std::function<bool(std::span<const std::uint8_t>)>& out,
+                bool checksCrc = true)
+        : limit_(limit), out_(out), checksCrc_(checksCrc) {}
 
     bool operator()(std::span<const std::uint8_t> bytes) {
         if (bytes.size() > limit_ - count_) {
@@ -31,7 +33,7 @@ public:
             return false;
         }
         count_ += bytes.size();
-        crc_ = static_cast<std::uint32_t>(::crc32(crc_, bytes.data(), static_cast<uInt>(bytes.size())));
+        if (checksCrc_) crc_ = updateCrc32(crc_, bytes);
         if (bytes.empty() || out_(bytes)) return true;
         refused_ = true;
         return false;
@@ -46,6 +48,7 @@ private:
     std::uint64_t limit_;
     const std::function<bool(std::span<const std::uint8_t>)>& out_;
     std::uint64_t count_ = 0;
+    bool checksCrc_;
     std::uint32_t crc_ = 0;
     bool tooLong_ = false;
     bool refused_ = false;
@@ -79,7 +82,7 @@ MemberStatus MemberDecoder::decode(std::size_t index, const std::function<bool(s
         (aes && (entry.aesStrength < 1 || entry.aesStrength > 3)))
         return decodeWithLibzip(index, out, stop, detail);
 
-    SizedOutput sized(entry.size, out);
+    SizedOutput sized(entry.size, out, !aes);
     const auto damaged = [&](const std::string& why) {
         if (detail.empty()) detail = why;
         return MemberStatus::Damaged;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "byte_order.h"
 #include "secure_wipe.h"
 
 namespace morvane::winzip {
@@ -52,22 +53,32 @@ bool MemberCipher::key(int strength, std::string_view password, std::span<const 
 }
 
 void MemberCipher::refillKeystream() {
-    for (std::size_t b = 0; b < kKeystreamBlocks; ++b) {
-        for (int i = 0; i < 16 && ++counter_[i] == 0; ++i) {
-        }
-        std::copy_n(counter_, 16, counters_.data() + 16 * b);
+    // Counted in locals: the stores into the byte buffer would otherwise make
+    // the compiler reload the members for every block.
+    std::uint64_t low = counterLow_, high = counterHigh_;
+    std::uint8_t* block = counters_.data();
+    for (std::size_t b = 0; b < kKeystreamBlocks; ++b, block += 16) {
+        if (++low == 0) ++high;
+        storeLittleEndian64(block, low);
+        storeLittleEndian64(block + 8, high);
     }
+    counterLow_ = low;
+    counterHigh_ = high;
     int length = 0;
     EVP_EncryptUpdate(aes_, keystream_.data(), &length, counters_.data(), static_cast<int>(counters_.size()));
     keystreamUsed_ = 0;
 }
 
-void MemberCipher::crypt(std::span<std::uint8_t> bytes) {
-    for (std::size_t i = 0; i < bytes.size();) {
+void MemberCipher::crypt(std::span<std::uint8_t> bytes) { crypt(bytes, bytes.data()); }
+
+void MemberCipher::crypt(std::span<const std::uint8_t> in, std::uint8_t* out) {
+    for (std::size_t i = 0; i < in.size();) {
         if (keystreamUsed_ == keystream_.size()) refillKeystream();
-        const std::size_t n = std::min(bytes.size() - i, keystream_.size() - keystreamUsed_);
+        const std::size_t n = std::min(in.size() - i, keystream_.size() - keystreamUsed_);
         const std::uint8_t* stream = keystream_.data() + keystreamUsed_;
-        for (std::size_t k = 0; k < n; ++k) bytes[i + k] ^= stream[k];
+        const std::uint8_t* from = in.data() + i;
+        std::uint8_t* to = out + i;
+        for (std::size_t k = 0; k < n; ++k) to[k] = static_cast<std::uint8_t>(from[k] ^ stream[k]);
         i += n;
         keystreamUsed_ += n;
     }

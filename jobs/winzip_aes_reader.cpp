@@ -1,12 +1,11 @@
 #include "winzip_aes_reader.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "crc32.h"
 #include "raw_inflater.h"
 #include "secure_wipe.h"
 #include "winzip_aes_keys.h"
@@ -50,7 +49,7 @@ struct WinZipAesReader::State {
     }
 
     bool emit(std::span<const std::uint8_t> bytes, const std::function<bool(std::span<const std::uint8_t>)>& out) {
-        crc = static_cast<std::uint32_t>(::crc32(crc, bytes.data(), static_cast<uInt>(bytes.size())));
+        crc = updateCrc32(crc, bytes);
         return bytes.empty() || out(bytes);
     }
 
@@ -58,8 +57,8 @@ struct WinZipAesReader::State {
     bool decipher(std::span<const std::uint8_t> data, const std::function<bool(std::span<const std::uint8_t>)>& out) {
         if (data.empty()) return true;
         if (!cipher.authenticate(data)) return false;
-        plain.assign(data.begin(), data.end());
-        cipher.crypt(plain);
+        plain.resize(data.size());
+        cipher.crypt(data, plain.data());
         if (!deflated) return emit(plain, out);
         return inflater->feed(plain, [&](std::span<const std::uint8_t> bytes) { return emit(bytes, out); });
     }

@@ -1,13 +1,13 @@
 #include "zip_writer.h"
 
 #include <openssl/rand.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
 
+#include "crc32.h"
 #include "file_attributes.h"
 #include "member_names.h"
 #include "winzip_aes_keys.h"
@@ -208,7 +208,7 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
 
     std::vector<std::uint8_t> piece(kPieceBytes);
     std::vector<std::uint8_t> packed;
-    std::uint32_t crc = static_cast<std::uint32_t>(crc32(0, nullptr, 0));
+    std::uint32_t crc = 0;
     std::uint64_t read = 0;
     for (;;) {
         if (stopRequested && stopRequested()) return fail();
@@ -225,7 +225,7 @@ ZipWriter::AddResult ZipWriter::addFile(const std::string& sourcePath, const std
         }
         const bool last = got < piece.size() || read == size;
         const std::span<const std::uint8_t> input(piece.data(), got);
-        crc = static_cast<std::uint32_t>(crc32(crc, input.data(), static_cast<uInt>(input.size())));
+        crc = updateCrc32(crc, input);
         packed.clear();
         if (deflated) {
             if (!deflater_->deflatePiece(input, last, packed)) return fail();
