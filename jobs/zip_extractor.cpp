@@ -1,9 +1,14 @@
 #include "zip_extractor.h"
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
+#include <future>
 #include <memory>
+#include <mutex>
 #include <set>
+#include <thread>
 #include <vector>
 
 #include "file_attributes.h"
@@ -242,28 +247,57 @@ std::unique_ptr<Folder> Extraction::folderAt(const std::vector<std::string>& com
     return folder;
 }
 
+// Members are written by up to two threads at once, each taking the next
+// member of the plan: one member's inflating and writing no longer waits for
+// another's. Folders are made under a lock; what each member came to is kept
+// in its own slot, and the first member in the plan that failed says what
+// failed, as when they were written one after the other.
 bool Extraction::stage(ZipReader& reader) {
     for (const std::vector<std::string>& components : folderMembers_)
         if (!folderAt(components, components.size(), true)) return false;
 
     const std::vector<ZipEntry>& entries = reader.entries();
-    std::uint64_t total = 0, done = 0;
+    std::uint64_t total = 0;
     for (const Planned& p : planned_) total += entries[p.index].size;
-    MemberDecoder decoder(reader, request_.zipPath, request_.password, request_.growing);
-    const std::function<bool()> stop = [this] {
-        return request_.stopRequested != nullptr && request_.stopRequested->load();
+
+    struct Slot {
+        bool created = false;
+        std::string temporaryName;
+        Failure failure = Failure::None;
+        std::string detail;
+        bool stoppedByOther = false;  // stopped because another member failed
+    };
+    std::vector<Slot> slots(planned_.size());
+    std::atomic<std::size_t> next{0};
+    std::atomic<std::uint64_t> done{0};
+    std::atomic<bool> failed{false};
+    std::mutex folders;
+    const auto userStop = [this] { return request_.stopRequested != nullptr && request_.stopRequested->load(); };
+    const auto report = [&] {
+        if (request_.progress && total > 0) request_.progress(static_cast<int>(done.load() * 100 / total));
     };
 
-    for (const Planned& p : planned_) {
-        const ZipEntry& e = entries[p.index];
-        std::unique_ptr<Folder> folder = folderAt(p.components, p.components.size() - 1, true);
-        if (!folder) return false;
+    // Writes planned member k into its slot; false when it failed.
+    const auto stageMember = [&](MemberDecoder& decoder, std::size_t k, bool reports) {
+        const Planned& p = planned_[k];
+        Slot& slot = slots[k];
+        const auto failWith = [&](Failure failure, std::string detail) {
+            slot.failure = failure;
+            slot.detail = std::move(detail);
+            return false;
+        };
+        std::unique_ptr<Folder> folder;
+        {
+            const std::lock_guard<std::mutex> lock(folders);
+            folder = folderAt(p.components, p.components.size() - 1, true);
+            if (!folder) return failWith(report_.failure, report_.detail);
+        }
         const std::string target = shown(p.components, p.components.size());
         std::string error;
-        const std::string temporary = temporaryFileName();
-        FileDescriptor file = folder->createFile(temporary, error);
-        if (!file) return fail(Failure::CannotWrite, target + ": " + error);
-        staged_.push_back({p.components, temporary, e.name});
+        slot.temporaryName = temporaryFileName();
+        FileDescriptor file = folder->createFile(slot.temporaryName, error);
+        if (!file) return failWith(Failure::CannotWrite, target + ": " + error);
+        slot.created = true;
 
         int writeError = 0;
         std::size_t unhinted = 0;
@@ -282,26 +316,57 @@ bool Extraction::stage(ZipReader& reader) {
                     unhinted = 0;
                 }
                 done += bytes.size();
-                if (request_.progress && total > 0) request_.progress(static_cast<int>(done * 100 / total));
+                if (reports) report();
                 return true;
             },
-            stop, detail);
+            [&] { return userStop() || failed.load(); }, detail);
         switch (status) {
             case MemberStatus::Ok:
                 break;
             case MemberStatus::WrongPassword:
-                return fail(Failure::WrongPassword, detail);
+                return failWith(Failure::WrongPassword, detail);
             case MemberStatus::Damaged:
             case MemberStatus::Unsupported:
-                return fail(Failure::Damaged, detail);
+                return failWith(Failure::Damaged, detail);
             case MemberStatus::Refused:
-                return fail(Failure::CannotWrite, target + ": " + systemErrorText(writeError));
+                return failWith(Failure::CannotWrite, target + ": " + systemErrorText(writeError));
             case MemberStatus::Stopped:
-                return fail(Failure::Stopped, "stopped");
+                slot.stoppedByOther = !userStop();
+                return failWith(Failure::Stopped, "stopped");
         }
         setModeAndModified(file.get(), p.mode, p.modified);
-        if (!flushFile(file.get())) return fail(Failure::CannotWrite, target + ": " + systemErrorText(errno));
-        if (!file.close()) return fail(Failure::CannotWrite, target + ": " + systemErrorText(errno));
+        if (!flushFile(file.get())) return failWith(Failure::CannotWrite, target + ": " + systemErrorText(errno));
+        if (!file.close()) return failWith(Failure::CannotWrite, target + ": " + systemErrorText(errno));
+        return true;
+    };
+    // Takes members until none is left or one has failed. Only the calling
+    // thread reports progress: the zip component's handler may touch a window.
+    const auto work = [&](bool reports) {
+        MemberDecoder decoder(reader, request_.zipPath, request_.password, request_.growing);
+        while (!failed.load()) {
+            const std::size_t k = next++;
+            if (k >= planned_.size()) break;
+            if (!stageMember(decoder, k, reports)) failed = true;
+        }
+    };
+
+    std::future<void> other;
+    if (planned_.size() > 1 && std::thread::hardware_concurrency() > 1)
+        other = std::async(std::launch::async, work, false);
+    work(true);
+    if (other.valid()) {
+        while (other.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) report();
+        other.get();
+    }
+
+    for (std::size_t k = 0; k < slots.size(); ++k)
+        if (slots[k].created)
+            staged_.push_back({planned_[k].components, slots[k].temporaryName, entries[planned_[k].index].name});
+    if (failed.load()) {
+        // The first member in the plan that failed on its own says why.
+        for (const Slot& slot : slots)
+            if (slot.failure != Failure::None && !slot.stoppedByOther) return fail(slot.failure, slot.detail);
+        return fail(Failure::Stopped, "stopped");
     }
     return request_.growing == nullptr || headersMatch(reader);
 }

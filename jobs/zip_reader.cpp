@@ -223,7 +223,7 @@ bool ZipReader::headerMatches(const ZipEntry& entry, std::uint64_t& dataOffset, 
 }
 
 bool ZipReader::readStored(const ZipEntry& entry, const std::function<bool(std::span<const std::uint8_t>)>& sink,
-                           std::string& error) {
+                           std::string& error) const {
     std::uint64_t offset = 0;
     if (!headerMatches(entry, offset, error)) return false;
     std::uint64_t left = entry.compressedSize;
@@ -231,14 +231,15 @@ bool ZipReader::readStored(const ZipEntry& entry, const std::function<bool(std::
         error = "the archive ends before the end of " + entry.name;
         return false;
     }
-    if (buffer_.empty()) buffer_.resize(1 << 20);
+    // Each call has its own buffer: members are read on several threads at once.
+    std::vector<std::uint8_t> buffer(static_cast<std::size_t>(std::min<std::uint64_t>(left, kStoredPieceBytes)));
     while (left > 0) {
-        const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer_.size()));
-        if (!readAt(offset, buffer_.data(), length)) {
+        const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer.size()));
+        if (!readAt(offset, buffer.data(), length)) {
             error = "the archive cannot be read";
             return false;
         }
-        if (!sink({buffer_.data(), length})) return false;
+        if (!sink({buffer.data(), length})) return false;
         offset += length;
         left -= length;
     }

@@ -59,9 +59,10 @@ public:
     // Hands the member's stored bytes (what follows its local header:
     // encryption header, data, authentication code) to `sink` in pieces.
     // False when they cannot be read whole, with the reason in `error`, or
-    // when `sink` says stop.
+    // when `sink` says stop. Several members may be read at once, each on
+    // its own thread.
     bool readStored(const ZipEntry& entry, const std::function<bool(std::span<const std::uint8_t>)>& sink,
-                    std::string& error);
+                    std::string& error) const;
 
     // Whether the member's own header is there and names it as the directory
     // does; `dataOffset` then tells where its stored bytes begin.
@@ -76,7 +77,9 @@ private:
     GrowingZip* growing_ = nullptr;
     std::uint64_t fileSize_ = 0;
     std::vector<ZipEntry> entries_;
-    std::vector<std::uint8_t> buffer_;
+    // A piece of a member's stored bytes: small enough to stay in the
+    // processor's cache while it is authenticated, deciphered and inflated.
+    static constexpr std::size_t kStoredPieceBytes = 256 << 10;
 };
 
 }  // namespace morvane

@@ -8,11 +8,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "failure_points.h"
@@ -217,6 +220,72 @@ TEST_F(ZipExtractor, AWriteFailureChangesNothingAndLeavesNothing) {
         EXPECT_NE(report.detail.find("No space left on device"), std::string::npos) << report.detail;
         EXPECT_EQ(snapshot(out), before) << k;
     }
+}
+
+// The temporary files of members being written in `folder`.
+std::size_t temporaryFilesIn(const std::string& folder) {
+    std::size_t count = 0;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (name.rfind(".~mv", 0) == 0 && name.size() > 4 && name.substr(name.size() - 4) == ".tmp") ++count;
+    }
+    return count;
+}
+
+// Two members are written by two threads at once: when the calling thread
+// first reports progress, in the middle of its own member, the other
+// member's file is already being written. Progress is reported on the
+// calling thread only, since a window may show it.
+TEST_F(ZipExtractor, TwoMembersAreWrittenAtOnceAndProgressComesFromTheCallingThread) {
+    if (std::thread::hardware_concurrency() < 2) GTEST_FAIL() << "needs two processors to write two members at once";
+    makeZip(dir, zip, {{"a.bin", noise(2 << 20, 11)}, {"b.bin", noise(2 << 20, 12)}});
+    morvane::ExtractionRequest request;
+    request.zipPath = zip;
+    request.destination = out;
+    request.password = kPassword;
+    const std::thread::id caller = std::this_thread::get_id();
+    bool first = true, fromAnotherThread = false;
+    std::size_t filesAtFirstReport = 0;
+    std::vector<int> percents;
+    request.progress = [&](int percent) {
+        if (std::this_thread::get_id() != caller) fromAnotherThread = true;
+        percents.push_back(percent);
+        if (!first) return;
+        first = false;
+        // This thread stands still in the middle of its member: the other
+        // member's file appears only if another thread writes it.
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while ((filesAtFirstReport = temporaryFilesIn(out)) < 2 && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    };
+    const ExtractionReport report = morvane::extractArchive(request);
+    EXPECT_EQ(report.failure, Failure::None) << report.detail;
+    EXPECT_EQ(filesAtFirstReport, 2u) << "the second member was not begun while the first was being written";
+    EXPECT_FALSE(fromAnotherThread);
+    EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end()));
+    ASSERT_FALSE(percents.empty());
+    EXPECT_EQ(percents.back(), 100);
+    EXPECT_EQ(snapshot(out),
+              (std::map<std::string, std::string>{{"a.bin", noise(2 << 20, 11)}, {"b.bin", noise(2 << 20, 12)}}));
+    EXPECT_EQ(report.written, (std::vector<std::string>{"a.bin", "b.bin"}));
+}
+
+// A damaged member stops the member being written beside it; the damaged
+// one is named, and nothing is left of either.
+TEST_F(ZipExtractor, ADamagedMemberStopsTheOtherThreadAndIsTheOneNamed) {
+    makeZip(dir, zip, {{"a.bin", noise(3 << 20, 21)}, {"b.bin", noise(3 << 20, 22)}, {"c.bin", noise(3 << 20, 23)}});
+    std::string bytes = readFile(zip);
+    const std::size_t directory = centralDirectoryOf(bytes);
+    const std::size_t inB = directory - (3 << 20) - (3 << 20) / 2;  // the middle of b.bin's data
+    bytes[inB] = static_cast<char>(bytes[inB] ^ 0x01);
+    writeFile(zip, bytes);
+    existingFiles();
+    const auto before = snapshot(out);
+    const ExtractionReport report = extract(zip, out);
+    EXPECT_EQ(report.failure, Failure::Damaged);
+    EXPECT_NE(report.detail.find("b.bin"), std::string::npos) << report.detail;
+    EXPECT_TRUE(report.written.empty());
+    EXPECT_EQ(snapshot(out), before);
 }
 
 TEST_F(ZipExtractor, KeepExistingLeavesAFileOrALinkOfTheNameAndSaysWhich) {
