@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 
-#include "crc32.h"
 #include "winzip_aes_reader.h"
 #include "zip_format.h"
 
@@ -47,7 +46,6 @@ public:
                     const std::size_t take = static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), dataLeft_));
                     const auto status = reader_->feed(bytes.first(take), [this](std::span<const std::uint8_t> plain) {
                         count_ += plain.size();
-                        crc_ = updateCrc32(crc_, plain);
                         return count_ <= packed_[next_].size;
                     });
                     bytes = bytes.subspan(take);
@@ -189,7 +187,6 @@ private:
         reader_ =
             std::make_unique<WinZipAesReader>(strength, password_, dataLeft_, realMethod == kDeflated, headerCrc_);
         count_ = 0;
-        crc_ = 0;
         state_ = State::Data;
         if (dataLeft_ == 0) endMember();
     }
@@ -199,7 +196,7 @@ private:
             fail("the authentication code of " + name() + " does not match its content");
             return;
         }
-        if (count_ != packed_[next_].size || crc_ != packed_[next_].crc) {
+        if (count_ != packed_[next_].size || reader_->crc() != packed_[next_].crc) {
             fail(name() + " does not hold the bytes that were packed");
             return;
         }
@@ -221,7 +218,6 @@ private:
     std::uint64_t dataLeft_ = 0;
     std::unique_ptr<WinZipAesReader> reader_;
     std::uint64_t count_ = 0;
-    std::uint32_t crc_ = 0;
     std::vector<std::uint8_t> directory_;
     // What each member's own header said: where it starts, its fields from
     // the version needed to the sizes, its extra fields.

@@ -123,40 +123,38 @@ bool LibzipComponent::ZipFiles(const std::string& sourceDir, const std::string& 
     return false;
 }
 
-bool LibzipComponent::UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
-                                 const std::string& options) {
-    stopRequested_ = false;
-    if (!CommitArchive()) return false;
-    setPercent(0);
+bool LibzipComponent::extract(const std::string& zipPath, GrowingZip* growing, const std::string& fileMask,
+                              const std::string& destDir, const std::string& options,
+                              std::function<void(int)> progress) {
     ExtractionRequest request;
     request.zipPath = zipPath;
     request.fileMask = fileMask;
     request.destination = destDir;
     request.keepExisting = hasOption(options, 'n');
     request.password = unzipPassword_;
-    request.progress = [this](int percent) { setPercent(percent); };
+    request.progress = std::move(progress);
     request.stopRequested = &stopRequested_;
+    request.growing = growing;
     lastExtraction_ = extractArchive(request);
     secureWipe(request.password);
     return lastExtraction_.failure == ExtractionReport::Failure::None;
 }
 
+bool LibzipComponent::UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
+                                 const std::string& options) {
+    stopRequested_ = false;
+    if (!CommitArchive()) return false;
+    setPercent(0);
+    return extract(zipPath, nullptr, fileMask, destDir, options, [this](int percent) { setPercent(percent); });
+}
+
+// Runs on a thread of its own while the zip is deciphered: the percentage is
+// only kept, and the caller's thread reports it.
 bool LibzipComponent::UnzipGrowingFile(GrowingZip& zip, const std::string& fileMask, const std::string& destDir,
                                        const std::string& options) {
     stopRequested_ = false;
     percentDone_ = 0;
-    ExtractionRequest request;
-    request.zipPath = zip.finalPath();
-    request.fileMask = fileMask;
-    request.destination = destDir;
-    request.keepExisting = hasOption(options, 'n');
-    request.password = unzipPassword_;
-    request.progress = [this](int percent) { percentDone_ = percent; };
-    request.stopRequested = &stopRequested_;
-    request.growing = &zip;
-    lastExtraction_ = extractArchive(request);
-    secureWipe(request.password);
-    return lastExtraction_.failure == ExtractionReport::Failure::None;
+    return extract(zip.finalPath(), &zip, fileMask, destDir, options, [this](int percent) { percentDone_ = percent; });
 }
 
 }  // namespace morvane

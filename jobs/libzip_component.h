@@ -4,6 +4,7 @@
 // members in forms only libzip reads (traditional zip encryption, other
 // compression methods) are read through libzip.
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,6 +41,9 @@ public:
 
 private:
     void setPercent(int percent);
+    // Extracts the zip at `zipPath` (or the growing one) and keeps the report.
+    bool extract(const std::string& zipPath, GrowingZip* growing, const std::string& fileMask,
+                 const std::string& destDir, const std::string& options, std::function<void(int)> progress);
 
     std::string zipPassword_;
     std::string unzipPassword_;

@@ -78,6 +78,8 @@ WinZipAesReader::WinZipAesReader(int strength, std::string_view password, std::u
 
 WinZipAesReader::~WinZipAesReader() = default;
 
+std::uint32_t WinZipAesReader::crc() const { return state_->crc; }
+
 int WinZipAesReader::strengthOf(std::uint16_t encryptionMethod) {
     return encryptionMethod >= 0x0101 && encryptionMethod <= 0x0103 ? encryptionMethod - 0x0100 : 0;
 }

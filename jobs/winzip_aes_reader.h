@@ -34,6 +34,9 @@ public:
     // After the last raw byte: whether everything checked out.
     Status finish();
 
+    // The CRC-32 of the content handed out so far.
+    std::uint32_t crc() const;
+
     // The AES strength of a zip encryption method (0x0101 to 0x0103), else 0.
     static int strengthOf(std::uint16_t encryptionMethod);
 

@@ -88,6 +88,20 @@ protected:
         return lines;
     }
 
+    // An archive of `size` noise bytes made as the program makes one per file,
+    // in `folder` (made here), without its source; the archive's path.
+    static std::string archiveOfNoise(const std::string& folder, const std::string& name, std::size_t size,
+                                      unsigned seed) {
+        fs::create_directories(folder);
+        const std::string source = folder + "/" + name;
+        writeFile(source, noise(size, seed));
+        morvane::LibzipComponent zip;
+        morvane::clsBlowfish cipher;
+        EXPECT_EQ(morvane::makePerFileArchive(zip, cipher, source, kPassword), morvane::ContainerResult::Done);
+        fs::remove(source);
+        return source + ".enz";
+    }
+
     // Encrypts two large sources into one archive with "remove source", and
     // sends `signal` as soon as the job writes in their folder.
     void encryptAndSignal(int signal, int expectedStatus, const std::string& options = "-od") {
@@ -132,17 +146,8 @@ TEST_F(RealProgram, TerminationStopsAnEncryptionWithRemoveSourceAndExitsWith143)
 TEST_F(RealProgram, InterruptStopsASilentEncryptionToo) { encryptAndSignal(SIGINT, 130, "-os,d"); }
 
 TEST_F(RealProgram, InterruptStopsADecryptionWithRemoveArchiveAndKeepsTheArchive) {
-    const std::string data = work + "/arch";
-    fs::create_directories(data);
-    const std::string source = data + "/big.bin";
-    writeFile(source, noise(48u << 20, 3));
-    {
-        morvane::LibzipComponent zip;
-        morvane::clsBlowfish cipher;
-        ASSERT_EQ(morvane::makePerFileArchive(zip, cipher, source, kPassword), morvane::ContainerResult::Done);
-    }
-    fs::remove(source);
-    const std::string archive = source + ".enz";
+    const std::string archive = archiveOfNoise(work + "/arch", "big.bin", 48u << 20, 3);
+    ASSERT_FALSE(HasFailure());
     const std::string archiveBytes = readFile(archive);
     const std::string out = work + "/out";
     const int watch = ::inotify_init1(IN_CLOEXEC);
@@ -170,16 +175,8 @@ TEST_F(RealProgram, InterruptStopsADecryptionWithRemoveArchiveAndKeepsTheArchive
 
 TEST_F(RealProgram, WrongPasswordOnALargeArchiveIsToldWithoutDecipheringIt) {
     const std::string data = work + "/wrong";
-    fs::create_directories(data);
-    const std::string source = data + "/large.bin";
-    writeFile(source, noise(40u << 20, 4));
-    {
-        morvane::LibzipComponent zip;
-        morvane::clsBlowfish cipher;
-        ASSERT_EQ(morvane::makePerFileArchive(zip, cipher, source, kPassword), morvane::ContainerResult::Done);
-    }
-    fs::remove(source);
-    const std::string archive = source + ".enz";
+    const std::string archive = archiveOfNoise(data, "large.bin", 40u << 20, 4);
+    ASSERT_FALSE(HasFailure());
     // Every file made in the folders the deciphered zip could go to.
     const int watch = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
     ASSERT_GE(watch, 0);
