@@ -10,7 +10,7 @@
 
 #include "byte_order.h"
 #include "file_attributes.h"
-#include "growing_zip.h"
+#include "progress_meter.h"
 #include "zip_format.h"
 
 namespace morvane {
@@ -70,17 +70,45 @@ OpenedArchive decipherAndExtract(clsBlowfish& cipher, ZipComponent& zip, const s
         return opened;
     }
 
-    GrowingZip growing(end->size, end->tailStart, std::move(end->tail), tempZip);
+    const std::uint64_t archiveBytes = (kHeaderBytes + end->size + 7) / 8 * 8;
+    GrowingZip growing(cipher.tables(), archivePath, std::move(*end), tempZip, cipher.flushOutput);
+    if (!growing.open()) {
+        cipher.LastError = growing.error();
+        return opened;
+    }
+    const ProgressHandler silent;
+    blowfish::ProgressMeter meter(archiveBytes, cipher.Progress ? cipher.Progress : silent);
+    meter.blocksDone(0);
+    if (cipher.stopRequested()) growing.stop();
+    bool announced = false;
+    // Reports the deciphering's progress until the zip is complete, then the
+    // extraction's.
+    const auto report = [&] {
+        if (cipher.stopRequested()) growing.stop();
+        if (!announced) {
+            meter.blocksDone(kHeaderBytes + growing.decipheredBytes() - 8);
+            if (!growing.isComplete()) return;
+            announced = true;
+            meter.finish();
+            if (deciphered) deciphered();
+        }
+        if (zip.Progress) zip.Progress(zip.PercentDone());
+    };
     std::future<bool> extraction =
         std::async(std::launch::async, [&] { return zip.UnzipGrowingFile(growing, "*.*", destDir, options); });
-    opened.deciphered = cipher.DecryptFile(
-        archivePath, tempZip, key,
-        [&](std::uint64_t bytes, const std::string& temporaryPath) { growing.written(bytes, temporaryPath); });
-    growing.finished(opened.deciphered);
-    if (opened.deciphered && deciphered) deciphered();
-    while (extraction.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
-        if (zip.Progress) zip.Progress(zip.PercentDone());
-    opened.extracted = extraction.get() && opened.deciphered;
+    while (extraction.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) report();
+    const bool extracted = extraction.get();
+    if (cipher.stopRequested()) growing.stop();
+    // Extraction completes the zip before its files take their names; when
+    // it failed first, the zip is completed here, as deciphering it alone
+    // would have.
+    opened.deciphered = growing.waitComplete();
+    if (!opened.deciphered) {
+        cipher.LastError = growing.error();
+        return opened;
+    }
+    report();
+    opened.extracted = extracted;
     return opened;
 }
 

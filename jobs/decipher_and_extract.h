@@ -1,12 +1,13 @@
 #pragma once
 // Opening an encrypted archive: it is deciphered into its temporary zip and
 // the zip is extracted. Both run at once: the zip's directory is deciphered
-// first, then the archive from its start, and extraction follows the
-// deciphering on a second thread, member by member, as the bytes reach the
-// temporary zip. Extraction stays all or nothing, and the temporary zip is
-// written whole, as when the two ran one after the other. When the archive's
-// size descriptor does not fit (a wrong password, a damaged archive) or its
-// end is no zip directory, the two steps run one after the other.
+// first, then the extraction threads decipher each member's bytes as they
+// read them (see growing_zip.h), and the temporary zip, written as they go,
+// is completed and takes its name before any extracted file takes its own.
+// Extraction stays all or nothing, and the temporary zip is written whole,
+// as when the two ran one after the other. When the archive's size
+// descriptor does not fit (a wrong password, a damaged archive) or its end is
+// no zip directory, the two steps run one after the other.
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -15,16 +16,10 @@
 #include <vector>
 
 #include "clsBlowfish.h"
+#include "growing_zip.h"
 #include "zip_component.h"
 
 namespace morvane {
-
-// The end of the zip inside an archive: from `tailStart` on, its bytes.
-struct ZipEnd {
-    std::uint64_t size = 0;       // the zip's length
-    std::uint64_t tailStart = 0;  // where `tail` begins: the directory, or the last 64 KiB if sooner
-    std::vector<std::uint8_t> tail;
-};
 
 // The zip's directory and end records (and all a zip reader looks at to
 // find them), deciphered ahead of the rest; nothing when the size
@@ -36,10 +31,10 @@ struct OpenedArchive {
     bool extracted = false;   // false: zip.LastExtraction() says why
 };
 
-// `deciphered` is called on this thread once the archive is deciphered
-// whole, while extraction may still be going on; the zip component's
-// Progress is called on this thread too, with its PercentDone, until
-// extraction ends.
+// The cipher's Progress events and `deciphered` (once the temporary zip is
+// complete, while extraction may still be going on) come on this thread;
+// so does the zip component's Progress, with its PercentDone, after that
+// until extraction ends. The cipher's StopWork stops both.
 OpenedArchive decipherAndExtract(clsBlowfish& cipher, ZipComponent& zip, const std::string& archivePath,
                                  const std::string& tempZip, std::string_view key, const std::string& destDir,
                                  const std::string& options, const std::function<void()>& deciphered = {});

@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <cstring>
 
+#include "byte_order.h"
+#include "cbc_chain.h"
+#include "clsBlowfish.h"
 #include "file_attributes.h"
-#include "safe_file.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -19,6 +21,12 @@ namespace morvane {
 
 namespace {
 
+constexpr std::uint64_t kHeaderBytes = 12;  // the cipher buffer's header before the zip
+// Reads this long or longer are followed by the next piece deciphered ahead.
+constexpr std::size_t kShortestAheadRead = 64 << 10;
+// The pieces the completion deciphers what no read asked for in.
+constexpr std::size_t kFillPieceBytes = 1 << 20;
+
 int openForReading(const std::string& path) {
 #ifdef _WIN32
     return ::_wopen(fileattr::toPath(path).c_str(), _O_RDONLY | _O_BINARY);
@@ -29,71 +37,215 @@ int openForReading(const std::string& path) {
 
 }  // namespace
 
-GrowingZip::GrowingZip(std::uint64_t size, std::uint64_t tailStart, std::vector<std::uint8_t> tail,
-                       std::string finalPath)
-    : size_(size), tailStart_(tailStart), tail_(std::move(tail)), finalPath_(std::move(finalPath)) {}
+GrowingZip::GrowingZip(const blowfish::Tables& tables, std::string archivePath, ZipEnd end, std::string finalPath,
+                       bool durable)
+    : tables_(tables),
+      archivePath_(std::move(archivePath)),
+      size_(end.size),
+      tailStart_(end.tailStart),
+      tail_(std::move(end.tail)),
+      finalPath_(std::move(finalPath)),
+      durable_(durable) {
+    ahead_.zip = this;
+}
 
 GrowingZip::~GrowingZip() {
+    const std::lock_guard<std::mutex> lock(aheadInUse_);
+    if (aheadBusy_) aheadThread_.wait();
+}
+
+bool GrowingZip::open() {
+    errno = 0;
+    archive_ = FileDescriptor(openForReading(archivePath_));
+    if (!archive_) return fail(systemErrorText(errno != 0 ? errno : EIO));
+    if (!temporary_.open(finalPath_)) return fail(temporary_.error());
+    return true;
+}
+
+bool GrowingZip::fail(std::string reason) {
+    {
+        const std::lock_guard<std::mutex> lock(state_);
+        if (error_.empty()) error_ = std::move(reason);
+    }
+    failed_ = true;
+    return false;
+}
+
+std::string GrowingZip::error() const {
+    const std::lock_guard<std::mutex> lock(state_);
+    return error_;
+}
+
+void GrowingZip::stop() {
+    if (!stopped_.exchange(true)) fail(std::string(clsBlowfish::kStoppedError));
+}
+
+std::uint64_t GrowingZip::decipheredBytes() const {
+    const std::lock_guard<std::mutex> lock(state_);
+    std::uint64_t bytes = tail_.size();
+    for (const auto& [from, to] : covered_) bytes += to - from;
+    return std::min(bytes, size_);
+}
+
+void GrowingZip::covered(std::uint64_t from, std::uint64_t to) {
+    const std::lock_guard<std::mutex> lock(state_);
+    // The ranges stay sorted and apart: the new one swallows those it touches.
+    auto first = std::lower_bound(covered_.begin(), covered_.end(), from,
+                                  [](const auto& range, std::uint64_t at) { return range.second < at; });
+    auto last = first;
+    while (last != covered_.end() && last->first <= to) {
+        from = std::min(from, last->first);
+        to = std::max(to, last->second);
+        ++last;
+    }
+    if (first == last) {
+        covered_.insert(first, {from, to});
+    } else {
+        *first = {from, to};
+        covered_.erase(first + 1, last);
+    }
+}
+
+std::vector<std::pair<std::uint64_t, std::uint64_t>> GrowingZip::gaps() const {
+    const std::lock_guard<std::mutex> lock(state_);
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> gaps;
+    std::uint64_t at = 0;
+    for (const auto& [from, to] : covered_) {
+        if (from >= tailStart_) break;
+        if (from > at) gaps.emplace_back(at, from);
+        at = std::max(at, to);
+    }
+    if (at < tailStart_) gaps.emplace_back(at, tailStart_);
+    return gaps;
+}
+
+std::vector<std::uint8_t> GrowingZip::takeScratch() {
+    const std::lock_guard<std::mutex> lock(state_);
+    if (scratches_.empty()) return {};
+    std::vector<std::uint8_t> scratch = std::move(scratches_.back());
+    scratches_.pop_back();
+    return scratch;
+}
+
+void GrowingZip::giveScratch(std::vector<std::uint8_t> scratch) {
+    const std::lock_guard<std::mutex> lock(state_);
+    scratches_.push_back(std::move(scratch));
+}
+
+// Windows reads and writes at an offset by seeking first: one at a time.
+bool GrowingZip::readArchive(std::uint64_t offset, std::span<std::uint8_t> bytes) {
 #ifdef _WIN32
-    if (descriptor_ >= 0) ::_close(descriptor_);
-#else
-    if (descriptor_ >= 0) ::close(descriptor_);
+    const std::lock_guard<std::mutex> lock(seekThenTransfer_);
 #endif
+    return readAllAt(archive_.get(), offset, bytes);
 }
 
-void GrowingZip::written(std::uint64_t bytes, const std::string& temporaryPath) {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        written_ = bytes;
-        if (temporaryPath_.empty()) temporaryPath_ = temporaryPath;
+bool GrowingZip::writeTemporary(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+#ifdef _WIN32
+    const std::lock_guard<std::mutex> lock(seekThenTransfer_);
+#endif
+    return writeAllAt(temporary_.descriptor(), offset, bytes);
+}
+
+bool GrowingZip::decipherInto(std::uint64_t offset, std::span<std::uint8_t> out, std::vector<std::uint8_t>& scratch) {
+    if (failed_.load()) return false;
+    // The whole blocks around the bytes, and the ciphertext block before
+    // them: the 12 header bytes come first, so there always is one.
+    const std::uint64_t at = kHeaderBytes + offset;
+    const std::uint64_t first = at / 8 * 8;
+    const std::uint64_t end = (at + out.size() + 7) / 8 * 8;
+    scratch.resize(static_cast<std::size_t>(end - first + 8));
+    errno = 0;
+    if (!readArchive(first - 8, scratch)) {
+        if (errno != 0) return fail(systemErrorText(errno));
+        return fail(archivePath_ + " became shorter while it was being read.");
     }
-    changed_.notify_all();
+    blowfish::ChainBlock previous{loadBigEndian32(scratch.data()), loadBigEndian32(scratch.data() + 4)};
+    blowfish::cbcDecipher(tables_, std::span<std::uint8_t>(scratch).subspan(8), previous);
+    std::memcpy(out.data(), scratch.data() + 8 + (at - first), out.size());
+
+    const std::shared_lock<std::shared_mutex> gate(writing_);
+    if (writesClosed_) return !failed_.load();
+    if (!writeTemporary(offset, out)) return fail(systemErrorText(errno));
+    covered(offset, offset + out.size());
+    return true;
 }
 
-void GrowingZip::finished(bool ok) {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        finished_ = true;
-        ok_ = ok;
+bool GrowingZip::readAhead(std::uint64_t offset, std::span<std::uint8_t> out) {
+    if (aheadBusy_) {
+        aheadThread_.wait();
+        aheadBusy_ = false;
     }
-    changed_.notify_all();
-}
-
-bool GrowingZip::waitComplete() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return finished_; });
-    return ok_;
+    if (ahead_.ok && ahead_.offset == offset && ahead_.bytes.size() == out.size()) {
+        std::memcpy(out.data(), ahead_.bytes.data(), out.size());
+    } else if (!decipherInto(offset, out, ahead_.scratch)) {
+        return false;
+    }
+    ahead_.ok = false;
+    const std::uint64_t next = offset + out.size();
+    if (out.size() < kShortestAheadRead || next >= tailStart_ || failed_.load()) return true;
+    ahead_.offset = next;
+    ahead_.bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(out.size(), tailStart_ - next)));
+    aheadThread_.start(
+        [](void* context) {
+            auto* ahead = static_cast<Ahead*>(context);
+            ahead->ok = ahead->zip->decipherInto(ahead->offset, ahead->bytes, ahead->scratch);
+        },
+        &ahead_);
+    aheadBusy_ = true;
+    return true;
 }
 
 bool GrowingZip::read(std::uint64_t offset, std::uint8_t* data, std::size_t length) {
-    if (offset > size_ || length > size_ - offset) return false;
+    if (offset > size_ || length > size_ - offset || failed_.load()) return false;
     const std::uint64_t end = offset + length;
     if (end > tailStart_) {  // the part at the zip's end comes from memory
         const std::uint64_t from = std::max(offset, tailStart_);
         std::memcpy(data + (from - offset), tail_.data() + (from - tailStart_), static_cast<std::size_t>(end - from));
         length = static_cast<std::size_t>(from - offset);
     }
-    return length == 0 || readFile(offset, data, length);
+    if (length == 0) return true;
+    const std::span<std::uint8_t> out(data, length);
+    if (readers_.load() <= 1) {
+        const std::unique_lock<std::mutex> lock(aheadInUse_, std::try_to_lock);
+        if (lock.owns_lock()) return readAhead(offset, out);
+    }
+    std::vector<std::uint8_t> scratch = takeScratch();
+    const bool ok = decipherInto(offset, out, scratch);
+    giveScratch(std::move(scratch));
+    return ok;
 }
 
-bool GrowingZip::readFile(std::uint64_t offset, std::uint8_t* data, std::size_t length) {
-    {
-        std::unique_lock<std::mutex> lock(mutex_);
-        changed_.wait(lock, [&] { return finished_ || written_ >= offset + length; });
-        if (finished_ && !ok_) return false;
-        if (descriptor_ < 0) {
-            // The file takes its final name when it is complete: until then it
-            // is read under the writer's temporary name.
-            descriptor_ = openForReading(finished_ ? finalPath_ : temporaryPath_);
-            if (descriptor_ < 0 && !finished_) {
-                changed_.wait(lock, [this] { return finished_; });
-                if (!ok_) return false;
-                descriptor_ = openForReading(finalPath_);
-            }
-            if (descriptor_ < 0) return false;
+bool GrowingZip::fillAndCommit() {
+    // What no read asked for (anything between members the extraction
+    // passed over, or all of it when extraction stopped early).
+    std::vector<std::uint8_t> piece, scratch;
+    for (const auto& [from, to] : gaps())
+        for (std::uint64_t at = from; at < to; at += piece.size()) {
+            piece.resize(static_cast<std::size_t>(std::min<std::uint64_t>(kFillPieceBytes, to - at)));
+            if (!decipherInto(at, piece, scratch)) return false;
         }
+    const std::lock_guard<std::shared_mutex> gate(writing_);
+    writesClosed_ = true;
+    if (failed_.load()) return false;
+    if (!writeTemporary(tailStart_, tail_)) return fail(systemErrorText(errno));
+    if (!temporary_.commit(durable_)) return fail(temporary_.error());
+    return true;
+}
+
+bool GrowingZip::waitComplete() {
+    const std::lock_guard<std::mutex> lock(completing_);
+    if (!completed_) {
+        completed_ = true;
+        completeOk_ = fillAndCommit();
+        if (!completeOk_) {
+            const std::lock_guard<std::shared_mutex> gate(writing_);
+            writesClosed_ = true;
+            temporary_.discard();
+        }
+        complete_ = completeOk_;
     }
-    return readAllAt(descriptor_, offset, {data, length});
+    return completeOk_;
 }
 
 }  // namespace morvane

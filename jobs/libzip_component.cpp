@@ -148,7 +148,7 @@ bool LibzipComponent::UnzipFiles(const std::string& zipPath, const std::string& 
     return extract(zipPath, nullptr, fileMask, destDir, options, [this](int percent) { setPercent(percent); });
 }
 
-// Runs on a thread of its own while the zip is deciphered: the percentage is
+// Runs on a thread of its own while the archive is deciphered: the percentage is
 // only kept, and the caller's thread reports it.
 bool LibzipComponent::UnzipGrowingFile(GrowingZip& zip, const std::string& fileMask, const std::string& destDir,
                                        const std::string& options) {

@@ -107,10 +107,10 @@ public:
     virtual bool UnzipFiles(const std::string& zipPath, const std::string& fileMask, const std::string& destDir,
                             const std::string& options) = 0;
 
-    // UnzipFiles of a zip that is still being written, called on a thread of
-    // its own while the writer runs: it reads each part once it is there and
+    // UnzipFiles of the zip of an archive being opened, called on a thread of
+    // its own: each part it reads is deciphered then (growing_zip.h). It
     // reports progress only through PercentDone (never through Progress). A
-    // component that cannot read a growing zip waits for it to be complete.
+    // component that cannot read such a zip has it completed first.
     virtual bool UnzipGrowingFile(GrowingZip& zip, const std::string& fileMask, const std::string& destDir,
                                   const std::string& options);
 

@@ -7,6 +7,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <thread>
 #include <vector>
@@ -136,9 +137,7 @@ bool Extraction::growingZipComplete() {
 
 bool Extraction::plan(const ZipReader& reader) {
     const std::vector<ZipEntry>& entries = reader.entries();
-    // A zip still being written has its headers checked once it is all
-    // there: here they would wait for the whole of it.
-    if (request_.growing == nullptr && !headersMatch(reader)) return false;
+    if (!headersMatch(reader)) return false;
     for (const ZipEntry& e : entries)
         if (e.isFolder() && (e.size != 0 || e.compressedSize > (e.encrypted() ? 64u : 2u)))
             return fail(Failure::Damaged, e.name + " is a folder that holds data");
@@ -342,6 +341,8 @@ bool Extraction::stage(ZipReader& reader) {
     // Takes members until none is left or one has failed. Only the calling
     // thread reports progress: the zip component's handler may touch a window.
     const auto work = [&](bool reports) {
+        std::optional<GrowingZip::ReadingThread> reading;
+        if (request_.growing != nullptr) reading.emplace(*request_.growing);
         MemberDecoder decoder(reader, request_.zipPath, request_.password, request_.growing);
         while (!failed.load()) {
             const std::size_t k = next++;
@@ -368,7 +369,7 @@ bool Extraction::stage(ZipReader& reader) {
             if (slot.failure != Failure::None && !slot.stoppedByOther) return fail(slot.failure, slot.detail);
         return fail(Failure::Stopped, "stopped");
     }
-    return request_.growing == nullptr || headersMatch(reader);
+    return true;
 }
 
 void Extraction::commit() {

@@ -29,7 +29,7 @@ struct ExtractionRequest {
     std::string password;  // the zip password, code-page bytes
     std::function<void(int percent)> progress;
     const std::atomic<bool>* stopRequested = nullptr;
-    // A zip still being written (at zipPath once complete), read as it grows.
+    // The zip of an archive being opened (at zipPath once complete), deciphered as it is read.
     GrowingZip* growing = nullptr;
 };
 

@@ -48,7 +48,7 @@ public:
     // Opens the archive and reads its directory; nothing when it is no zip
     // archive (or a damaged one), with the reason in `error`.
     static std::unique_ptr<ZipReader> open(const std::string& path, std::string& error);
-    // The same for a zip that is still being written: reads wait for its bytes.
+    // The same for the zip of an archive being opened: reads decipher its bytes.
     static std::unique_ptr<ZipReader> open(GrowingZip& zip, std::string& error);
     ~ZipReader();
     ZipReader(const ZipReader&) = delete;

@@ -885,7 +885,7 @@ TEST_F(NothingLostTwoJobs, StartedTogetherToOneArchive) { sameArchive(std::chron
 
 TEST_F(NothingLostTwoJobs, SecondStarted100MillisecondsLater) { sameArchive(std::chrono::milliseconds(100), 4000000); }
 
-TEST_F(NothingLostTwoJobs, SecondStartedOneSecondLater) { sameArchive(std::chrono::milliseconds(1000), 16000000); }
+TEST_F(NothingLostTwoJobs, SecondStartedOneSecondLater) { sameArchive(std::chrono::milliseconds(1000), 40000000); }
 
 // --- Names -------------------------------------------------------------------------
 

@@ -1,11 +1,13 @@
-// Opening an archive while it is deciphered: the growing zip's reads wait
-// for the writer and fail with it, the directory comes from memory, and the
-// whole open gives the files back, falls back to one step after the other
-// where it must, and leaves nothing when the deciphering fails.
+// Opening an archive while it is deciphered: the directory comes from
+// memory, the whole open gives the files back, reports the deciphering and
+// then the extraction on the calling thread, stops when asked, falls back to
+// one step after the other where it must, and leaves nothing when the
+// deciphering fails.
 #include "decipher_and_extract.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -41,59 +43,11 @@ std::string content(std::size_t size, unsigned seed) {
     return out;
 }
 
-TEST(GrowingZip, ReadsWaitForTheWriterAndTheEndComesFromMemory) {
-    TempDirectory dir("growing-wait");
-    const std::string data = content(1000, 1);
-    writeFile(dir.file("part.tmp"), data.substr(0, 600));
-    GrowingZip zip(1000, 900, Bytes(data.begin() + 900, data.end()), dir.file("final.zip"));
-
-    Bytes end(100);
-    ASSERT_TRUE(zip.read(900, end.data(), end.size()));  // no writer needed
-    EXPECT_EQ(std::string(end.begin(), end.end()), data.substr(900));
-
-    std::atomic<bool> done{false};
-    Bytes middle(200);
-    std::thread reader([&] {
-        EXPECT_TRUE(zip.read(400, middle.data(), middle.size()));
-        done = true;
-    });
-    zip.written(500, dir.file("part.tmp"));  // not far enough yet
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(done.load());
-    zip.written(600, dir.file("part.tmp"));
-    reader.join();
-    EXPECT_EQ(std::string(middle.begin(), middle.end()), data.substr(400, 200));
-}
-
-TEST(GrowingZip, AFailedWriterFailsEveryWaitingRead) {
-    TempDirectory dir("growing-fail");
-    writeFile(dir.file("part.tmp"), std::string(100, 'x'));
-    GrowingZip zip(1000, 1000, {}, dir.file("final.zip"));
-    zip.written(100, dir.file("part.tmp"));
-    std::atomic<int> result{-1};
-    std::thread reader([&] {
-        Bytes bytes(50);
-        result = zip.read(500, bytes.data(), bytes.size()) ? 1 : 0;
-    });
-    zip.finished(false);
-    reader.join();
-    EXPECT_EQ(result.load(), 0);
-    EXPECT_FALSE(zip.waitComplete());
-    Bytes early(10);
-    EXPECT_FALSE(zip.read(0, early.data(), early.size()));
-}
-
-TEST(GrowingZip, AFileRenamedBeforeItsFirstReadIsReadUnderItsFinalName) {
-    TempDirectory dir("growing-renamed");
-    const std::string data = content(300, 2);
-    writeFile(dir.file("final.zip"), data);
-    GrowingZip zip(300, 300, {}, dir.file("final.zip"));
-    zip.written(300, dir.file("gone.tmp"));  // renamed since
-    zip.finished(true);
-    Bytes bytes(300);
-    ASSERT_TRUE(zip.read(0, bytes.data(), bytes.size()));
-    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), data);
-    EXPECT_FALSE(zip.read(250, bytes.data(), 100));  // beyond the zip
+std::string noise(std::size_t size, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::string out(size, '\0');
+    for (char& c : out) c = static_cast<char>(rng());
+    return out;
 }
 
 // Packs the files into an archive with the program's recipe.
@@ -142,22 +96,116 @@ TEST(DecipherAndExtract, TheMembersAreKnownBeforeAnyOfTheZipIsWritten) {
     std::vector<std::string> names;
     for (unsigned i = 0; i < 3; ++i) {
         names.push_back("e" + std::to_string(i));
-        writeFile(dir.file("in/" + names.back()), content(400000, 20 + i));  // more than 64 KiB in all
+        writeFile(dir.file("in/" + names.back()), noise(400000, 20 + i));  // far more than 64 KiB in all
     }
     makeArchive(dir, names, "end");
     clsBlowfish cipher;
     std::optional<morvane::ZipEnd> end = morvane::decipherZipEnd(cipher, dir.file("a.enz"), "end");
     ASSERT_TRUE(end);
-    GrowingZip growing(end->size, end->tailStart, std::move(end->tail), dir.file("t.zip"));
-    auto opening = std::async(std::launch::async, [&] {
-        std::string error;
-        std::unique_ptr<morvane::ZipReader> reader = morvane::ZipReader::open(growing, error);
-        return reader ? reader->entries().size() : std::size_t{0};
-    });
-    const bool openedAtOnce = opening.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
-    growing.finished(false);  // lets a reader that waited go
-    EXPECT_TRUE(openedAtOnce);
-    EXPECT_EQ(opening.get(), names.size());
+    const std::size_t tail = end->tail.size();
+    GrowingZip growing(cipher.tables(), dir.file("a.enz"), std::move(*end), dir.file("t.zip"), false);
+    ASSERT_TRUE(growing.open());
+    std::string error;
+    std::unique_ptr<morvane::ZipReader> reader = morvane::ZipReader::open(growing, error);
+    ASSERT_TRUE(reader) << error;
+    EXPECT_EQ(reader->entries().size(), names.size());
+    EXPECT_EQ(growing.decipheredBytes(), tail);
+    EXPECT_LT(tail, growing.size() / 10);
+    EXPECT_FALSE(fs::exists(dir.file("t.zip")));
+}
+
+TEST(DecipherAndExtract, OneLargeFileComesBack) {
+    // One member: one thread reads it, with the next piece deciphered ahead.
+    TempDirectory dir("open-one");
+    fs::create_directories(dir.file("in"));
+    writeFile(dir.file("in/big"), content(5000000, 31));
+    makeArchive(dir, {"big"}, "one");
+    LibzipComponent zip;
+    zip.SetUnzipPassword(morvane::zipPassword("one"));
+    clsBlowfish cipher;
+    cipher.flushOutput = false;
+    const auto opened =
+        decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "one", dir.file("out"), "");
+    EXPECT_TRUE(opened.deciphered) << cipher.LastError;
+    EXPECT_TRUE(opened.extracted) << zip.LastExtraction().detail;
+    EXPECT_EQ(readFile(dir.file("out/big")), readFile(dir.file("in/big")));
+    clsBlowfish check;
+    ASSERT_TRUE(check.DecryptFile(dir.file("a.enz"), dir.file("c.zip"), "one"));
+    EXPECT_EQ(readFile(dir.file("t.zip")), readFile(dir.file("c.zip")));
+}
+
+TEST(DecipherAndExtract, TheDecipheringThenTheExtractionIsReportedOnTheCallingThread) {
+    TempDirectory dir("open-progress");
+    fs::create_directories(dir.file("in"));
+    std::vector<std::string> names;
+    for (unsigned i = 0; i < 3; ++i) {
+        names.push_back("p" + std::to_string(i));
+        writeFile(dir.file("in/" + names.back()), content(2000000, 50 + i));
+    }
+    makeArchive(dir, names, "pr");
+    LibzipComponent zip;
+    zip.SetUnzipPassword(morvane::zipPassword("pr"));
+    clsBlowfish cipher;
+    cipher.flushOutput = false;
+    const std::thread::id caller = std::this_thread::get_id();
+    std::vector<std::string> events;
+    bool elsewhere = false;
+    cipher.Progress = [&](std::int32_t percent) {
+        elsewhere = elsewhere || std::this_thread::get_id() != caller;
+        events.push_back("cipher " + std::to_string(percent));
+    };
+    zip.Progress = [&](int percent) {
+        elsewhere = elsewhere || std::this_thread::get_id() != caller;
+        events.push_back("zip " + std::to_string(percent));
+    };
+    const auto opened = decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "pr", dir.file("out"), "",
+                                           [&] { events.push_back("deciphered"); });
+    EXPECT_TRUE(opened.deciphered);
+    EXPECT_TRUE(opened.extracted) << zip.LastExtraction().detail;
+    EXPECT_FALSE(elsewhere);
+    // The cipher's percents from 0 to 100, rising, then "deciphered" once,
+    // then the zip's, ending at 100.
+    ASSERT_GE(events.size(), 4u);
+    EXPECT_EQ(events.front(), "cipher 0");
+    const auto announced = std::find(events.begin(), events.end(), "deciphered");
+    ASSERT_NE(announced, events.end());
+    EXPECT_EQ(std::count(events.begin(), events.end(), "deciphered"), 1);
+    EXPECT_EQ(*(announced - 1), "cipher 100");
+    int last = -1;
+    for (auto it = events.begin(); it != announced; ++it) {
+        ASSERT_EQ(it->rfind("cipher ", 0), 0u) << *it;
+        const int percent = std::stoi(it->substr(7));
+        EXPECT_GT(percent, last);
+        last = percent;
+    }
+    for (auto it = announced + 1; it != events.end(); ++it) EXPECT_EQ(it->rfind("zip ", 0), 0u) << *it;
+    EXPECT_EQ(events.back(), "zip 100");
+}
+
+TEST(DecipherAndExtract, AStopWhileDecipheringLeavesNothing) {
+    TempDirectory dir("open-stop");
+    fs::create_directories(dir.file("in"));
+    for (unsigned i = 0; i < 2; ++i) writeFile(dir.file("in/s" + std::to_string(i)), content(3000000, 60 + i));
+    makeArchive(dir, {"s0", "s1"}, "st");
+    LibzipComponent zip;
+    zip.SetUnzipPassword(morvane::zipPassword("st"));
+    clsBlowfish cipher;
+    cipher.flushOutput = false;
+    cipher.Progress = [&](std::int32_t) { cipher.StopWork(); };  // the person presses Cancel at once
+    const auto opened =
+        decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "st", dir.file("out"), "");
+    EXPECT_FALSE(opened.deciphered);
+    EXPECT_FALSE(opened.extracted);
+    EXPECT_EQ(cipher.LastError, clsBlowfish::kStoppedError);
+    EXPECT_FALSE(fs::exists(dir.file("t.zip")));
+    std::vector<std::string> left;
+    for (const auto& entry : fs::directory_iterator(dir.path())) left.push_back(entry.path().filename());
+    std::sort(left.begin(), left.end());
+    if (fs::exists(dir.file("out"))) {
+        EXPECT_TRUE(fs::is_empty(dir.file("out")));
+        left.erase(std::find(left.begin(), left.end(), "out"));
+    }
+    EXPECT_EQ(left, (std::vector<std::string>{"a.enz", "in"}));
 }
 
 TEST(DecipherAndExtract, ATemporaryZipThatCannotTakeItsNamePutsNoFileInPlace) {
