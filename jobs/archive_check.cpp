@@ -1,11 +1,18 @@
 #include "archive_check.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <iterator>
 #include <memory>
 #include <optional>
 
+#include "decipher_and_extract.h"
+#include "growing_zip.h"
 #include "winzip_aes_reader.h"
 #include "zip_format.h"
+#include "zip_reader.h"
 
 namespace morvane {
 
@@ -14,6 +21,9 @@ namespace {
 using namespace zipformat;
 
 constexpr std::uint16_t kMadeBy = (kMadeOnUnix << 8) | 63;  // on Unix, by a 6.3 writer
+// The pieces the halves are walked in: small enough to stay in the cache
+// while they are authenticated and inflated.
+constexpr std::size_t kCheckPieceBytes = 256 << 10;
 
 // The zip inside the archive, walked as its bytes come, in order: each local
 // header, name and fields, the member's data through the WinZip AES reader,
@@ -21,7 +31,33 @@ constexpr std::uint16_t kMadeBy = (kMadeOnUnix << 8) | 63;  // on Unix, by a 6.3
 class ZipStreamCheck {
 public:
     ZipStreamCheck(std::string_view password, const std::vector<PackedMember>& packed)
-        : password_(password), packed_(packed) {}
+        : password_(password), packed_(packed), end_(packed.size()) {}
+
+    // A walk of members `first` to `end` (not included) only, whose first
+    // header is `offset` bytes into the zip.
+    ZipStreamCheck(std::string_view password, const std::vector<PackedMember>& packed, std::size_t first,
+                   std::uint64_t offset, std::size_t end)
+        : password_(password), packed_(packed), next_(first), end_(end), total_(offset) {}
+
+    // Whether the walk stands right after the last of its members, `offset`
+    // bytes into the zip, with nothing wrong.
+    bool endsAt(std::uint64_t offset) const {
+        return problem_.empty() && state_ == State::Header && next_ == end_ && held_.empty() && total_ == offset;
+    }
+
+    // Goes on as the walk of the members after this one's: the bytes fed to
+    // it are the ones that followed.
+    void continueWith(ZipStreamCheck&& later) {
+        seen_.insert(seen_.end(), std::make_move_iterator(later.seen_.begin()),
+                     std::make_move_iterator(later.seen_.end()));
+        state_ = later.state_;
+        next_ = later.next_;
+        end_ = later.end_;
+        total_ = later.total_;
+        directory_ = std::move(later.directory_);
+        directoryOffset_ = later.directoryOffset_;
+        problem_ = later.problem_;
+    }
 
     // False as soon as something does not check out (problem() says what).
     bool feed(std::span<const std::uint8_t> bytes) {
@@ -29,6 +65,9 @@ public:
         while (!bytes.empty() && problem_.empty()) {
             switch (state_) {
                 case State::Header:
+                    if (next_ == end_ && end_ != packed_.size())
+                        return fail("the archive holds more than " + packed_[next_ - 1].name + " before " +
+                                    packed_[next_].name);
                     if (next_ == packed_.size()) {
                         directoryOffset_ = total_ - bytes.size();
                         state_ = State::Directory;
@@ -209,6 +248,7 @@ private:
     const std::vector<PackedMember>& packed_;
     State state_ = State::Header;
     std::size_t next_ = 0;
+    std::size_t end_ = 0;  // the member after the last one this walk checks
     std::vector<std::uint8_t> held_;
     std::uint16_t method_ = 0;
     std::uint32_t headerCrc_ = 0;
@@ -228,17 +268,76 @@ private:
     };
     std::vector<Seen> seen_;
     std::size_t pending_ = 0;            // bytes of the chunk from the header being read on
-    std::uint64_t total_ = 0;            // bytes fed
+    std::uint64_t total_ = 0;            // bytes of the zip before the next byte fed
     std::uint64_t directoryOffset_ = 0;  // bytes before the directory
     std::string problem_;
 };
 
 }  // namespace
 
+std::optional<std::string> checkWrittenArchiveInTwoHalves(clsBlowfish& cipher, const std::string& path,
+                                                          std::string_view key, std::string_view zipPassword,
+                                                          const std::vector<PackedMember>& packed,
+                                                          const std::function<void()>& tick) {
+    if (packed.size() < 2) return std::nullopt;
+    std::optional<ZipEnd> end = decipherZipEnd(cipher, path, key);
+    if (!end) return std::nullopt;
+    GrowingZip zip(cipher.tables(), path, std::move(*end), {}, false);
+    std::string error;
+    std::unique_ptr<ZipReader> reader = zip.open() ? ZipReader::open(zip, error) : nullptr;
+    if (!reader || reader->entries().size() != packed.size()) return std::nullopt;
+    // The halves meet at the member whose header is nearest the middle.
+    const std::vector<ZipEntry>& entries = reader->entries();
+    std::size_t split = 1;
+    for (std::size_t i = 1; i < entries.size(); ++i) {
+        if (entries[i].localHeaderOffset <= entries[i - 1].localHeaderOffset) return std::nullopt;
+        const auto distance = [&](std::size_t k) {
+            const std::uint64_t at = entries[k].localHeaderOffset;
+            return at > zip.size() / 2 ? at - zip.size() / 2 : zip.size() / 2 - at;
+        };
+        if (distance(i) < distance(split)) split = i;
+    }
+    const std::uint64_t middle = entries[split].localHeaderOffset;
+    if (entries[0].localHeaderOffset != 0 || middle >= zip.size()) return std::nullopt;
+
+    ZipStreamCheck first(zipPassword, packed, 0, 0, split);
+    ZipStreamCheck second(zipPassword, packed, split, middle, packed.size());
+    std::atomic<bool> firstFailed{false};
+    // Walks bytes [from, to) of the zip through `check`, piece by piece.
+    const auto walk = [&](ZipStreamCheck& check, std::uint64_t from, std::uint64_t to, bool onCallingThread) {
+        const GrowingZip::ReadingThread reading(zip);
+        std::vector<std::uint8_t> piece(kCheckPieceBytes);
+        for (std::uint64_t at = from; at < to; at += piece.size()) {
+            if (!onCallingThread && firstFailed.load()) return false;
+            piece.resize(static_cast<std::size_t>(std::min<std::uint64_t>(kCheckPieceBytes, to - at)));
+            if (!zip.read(at, piece.data(), piece.size()) || !check.feed(piece)) return false;
+            if (onCallingThread) {
+                if (tick) tick();
+                if (cipher.stopRequested()) zip.stop();
+            }
+        }
+        return true;
+    };
+    std::future<bool> later = std::async(std::launch::async, [&] { return walk(second, middle, zip.size(), false); });
+    const bool firstOk = walk(first, 0, middle, true) && first.endsAt(middle);
+    firstFailed = !firstOk;
+    while (later.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
+        if (tick) tick();
+        if (cipher.stopRequested()) zip.stop();
+    }
+    if (!later.get() || !firstOk) return std::nullopt;
+    first.continueWith(std::move(second));
+    if (!first.finish()) return std::nullopt;
+    return std::string();
+}
+
 std::string checkWrittenArchive(clsBlowfish& cipher, const std::string& path, std::string_view key,
                                 std::string_view zipPassword, const std::vector<PackedMember>& packed,
                                 const std::function<void()>& tick) {
     if (packed.empty()) return "nothing was packed into it";
+    if (const std::optional<std::string> verdict =
+            checkWrittenArchiveInTwoHalves(cipher, path, key, zipPassword, packed, tick))
+        return *verdict;
     ZipStreamCheck check(zipPassword, packed);
     const bool read = cipher.decipherFileInto(
         path, key, [&](std::span<const std::uint8_t> plain) { return check.feed(plain); }, tick);

@@ -58,6 +58,10 @@ bool GrowingZip::open() {
     errno = 0;
     archive_ = FileDescriptor(openForReading(archivePath_));
     if (!archive_) return fail(systemErrorText(errno != 0 ? errno : EIO));
+    if (finalPath_.empty()) {
+        writesClosed_ = true;
+        return true;
+    }
     if (!temporary_.open(finalPath_)) return fail(temporary_.error());
     return true;
 }

@@ -35,7 +35,8 @@ struct ZipEnd {
 class GrowingZip {
 public:
     // The zip of the archive at `archivePath`, whose key `tables` hold; the
-    // zip is written to `finalPath` (flushed first when `durable`).
+    // zip is written to `finalPath` (flushed first when `durable`). With no
+    // final path nothing is written: reads only decipher.
     GrowingZip(const blowfish::Tables& tables, std::string archivePath, ZipEnd end, std::string finalPath,
                bool durable);
     ~GrowingZip();

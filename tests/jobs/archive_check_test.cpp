@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "clsBlowfish.h"
@@ -113,6 +115,87 @@ TEST_F(ArchiveCheck, AnotherKeyIsFound) { EXPECT_NE(check(packed, "check mE"), "
 TEST_F(ArchiveCheck, AMissingArchiveIsFound) {
     fs::remove(archive);
     EXPECT_NE(check(packed), "");
+}
+
+TEST_F(ArchiveCheck, TheTwoHalvesPassAnArchiveAsPackedAndLeaveAnythingElseToTheWholeWalk) {
+    const auto halves = [&](const std::vector<PackedMember>& expected) {
+        clsBlowfish cipher;
+        return morvane::checkWrittenArchiveInTwoHalves(cipher, archive, kKey, morvane::zipPassword(kKey), expected);
+    };
+    EXPECT_EQ(halves(packed), std::optional<std::string>(""));
+    std::vector<PackedMember> other = packed;
+    other[2].crc ^= 1;  // in the second half
+    EXPECT_EQ(halves(other), std::nullopt);
+    other = packed;
+    other[0].size += 1;  // in the first
+    EXPECT_EQ(halves(other), std::nullopt);
+    other = packed;
+    other.pop_back();
+    EXPECT_EQ(halves(other), std::nullopt);
+    const std::string whole = readFile(archive);
+    for (const std::size_t at : {std::size_t{100}, whole.size() / 2, whole.size() - 200}) {
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x10);
+        writeFile(archive, damaged);
+        EXPECT_EQ(halves(packed), std::nullopt) << at;
+        EXPECT_NE(check(packed), "") << at;
+    }
+}
+
+TEST(ArchiveCheckInTwoHalves, ManyMembersMeetInTheMiddleAndTheWindowIsTickedFromTheCallingThread) {
+    TempDirectory dir("archive-check-halves");
+    std::vector<std::string> files;
+    for (unsigned i = 0; i < 7; ++i) {
+        files.push_back(dir.file("m" + std::to_string(i)));
+        writeFile(files.back(), i % 2 == 0 ? noise(900000 + 1000 * i, 40 + i) : std::string(600000, 'x'));
+    }
+    const std::string archive = dir.file("m.enz");
+    LibzipComponent zip;
+    clsBlowfish maker;
+    ASSERT_EQ(morvane::makeCombinedArchive(zip, maker, archive, files, kKey), morvane::ContainerResult::Done);
+    const std::vector<PackedMember> packed = zip.PackedMembers();
+    clsBlowfish cipher;
+    const std::thread::id caller = std::this_thread::get_id();
+    int ticks = 0;
+    bool elsewhere = false;
+    const auto verdict =
+        morvane::checkWrittenArchiveInTwoHalves(cipher, archive, kKey, morvane::zipPassword(kKey), packed, [&] {
+            ++ticks;
+            elsewhere = elsewhere || std::this_thread::get_id() != caller;
+        });
+    EXPECT_EQ(verdict, std::optional<std::string>(""));
+    EXPECT_GT(ticks, 0);
+    EXPECT_FALSE(elsewhere);
+
+    // Members in another order than packed: whichever half reaches them
+    // finds it, and the whole walk says what.
+    std::vector<PackedMember> swapped = packed;
+    std::swap(swapped[3], swapped[4]);
+    EXPECT_EQ(morvane::checkWrittenArchiveInTwoHalves(cipher, archive, kKey, morvane::zipPassword(kKey), swapped),
+              std::nullopt);
+    EXPECT_NE(morvane::checkWrittenArchive(cipher, archive, kKey, morvane::zipPassword(kKey), swapped), "");
+
+    // A stop asked for from the window ends the check.
+    clsBlowfish stopped;
+    EXPECT_EQ(morvane::checkWrittenArchive(stopped, archive, kKey, morvane::zipPassword(kKey), packed,
+                                           [&] { stopped.StopWork(); }),
+              clsBlowfish::kStoppedError);
+}
+
+TEST(ArchiveCheckInTwoHalves, OneMemberIsWalkedWhole) {
+    TempDirectory dir("archive-check-one");
+    writeFile(dir.file("only"), noise(300000, 9));
+    LibzipComponent zip;
+    clsBlowfish maker;
+    ASSERT_EQ(morvane::makeCombinedArchive(zip, maker, dir.file("o.enz"), {dir.file("only")}, kKey),
+              morvane::ContainerResult::Done);
+    clsBlowfish cipher;
+    EXPECT_EQ(morvane::checkWrittenArchiveInTwoHalves(cipher, dir.file("o.enz"), kKey, morvane::zipPassword(kKey),
+                                                      zip.PackedMembers()),
+              std::nullopt);
+    EXPECT_EQ(
+        morvane::checkWrittenArchive(cipher, dir.file("o.enz"), kKey, morvane::zipPassword(kKey), zip.PackedMembers()),
+        "");
 }
 
 }  // namespace
