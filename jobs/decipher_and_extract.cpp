@@ -98,11 +98,12 @@ OpenedArchive decipherAndExtract(clsBlowfish& cipher, ZipComponent& zip, const s
         std::async(std::launch::async, [&] { return zip.UnzipGrowingFile(growing, "*.*", destDir, options); });
     while (extraction.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) report();
     const bool extracted = extraction.get();
-    if (cipher.stopRequested()) growing.stop();
     // Extraction completes the zip before its files take their names; when
-    // it failed first, the zip is completed here, as deciphering it alone
-    // would have.
-    opened.deciphered = growing.waitComplete();
+    // it failed first, the rest is deciphered now, as deciphering alone
+    // would have, still reported and still stopped from this thread.
+    std::future<bool> completion = std::async(std::launch::async, [&] { return growing.waitComplete(); });
+    while (completion.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) report();
+    opened.deciphered = completion.get();
     if (!opened.deciphered) {
         cipher.LastError = growing.error();
         return opened;

@@ -208,6 +208,62 @@ TEST(DecipherAndExtract, AStopWhileDecipheringLeavesNothing) {
     EXPECT_EQ(left, (std::vector<std::string>{"a.enz", "in"}));
 }
 
+TEST(DecipherAndExtract, AZipThatDoesNotOpenIsStillDecipheredWholeReportedAndStoppable) {
+    // The archive's key is right but the zip password is not: extraction
+    // fails at the first member, and the rest of the zip is deciphered after
+    // it, with the cipher's events and its stop on the calling thread.
+    TempDirectory dir("open-zip-wrong");
+    fs::create_directories(dir.file("in"));
+    writeFile(dir.file("in/w0"), noise(24000000, 70));
+    writeFile(dir.file("in/w1"), noise(24000000, 71));
+    makeArchive(dir, {"w0", "w1"}, "key");
+    clsBlowfish check;
+    ASSERT_TRUE(check.DecryptFile(dir.file("a.enz"), dir.file("c.zip"), "key"));
+    const std::thread::id caller = std::this_thread::get_id();
+    {
+        LibzipComponent zip;
+        zip.SetUnzipPassword("not the zip password");
+        clsBlowfish cipher;
+        cipher.flushOutput = false;
+        std::vector<int> percents;
+        bool elsewhere = false;
+        cipher.Progress = [&](std::int32_t percent) {
+            elsewhere = elsewhere || std::this_thread::get_id() != caller;
+            percents.push_back(percent);
+        };
+        const auto opened =
+            decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "key", dir.file("out"), "");
+        EXPECT_TRUE(opened.deciphered) << cipher.LastError;
+        EXPECT_FALSE(opened.extracted);
+        EXPECT_EQ(zip.LastExtraction().failure, morvane::ExtractionReport::Failure::WrongPassword);
+        EXPECT_EQ(readFile(dir.file("t.zip")), readFile(dir.file("c.zip")));
+        EXPECT_FALSE(elsewhere);
+        ASSERT_GE(percents.size(), 4u);  // several while the rest is deciphered
+        EXPECT_EQ(percents.front(), 0);
+        EXPECT_EQ(percents.back(), 100);
+        EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end()));
+        fs::remove(dir.file("t.zip"));
+    }
+    {
+        // Stopped once the deciphering after the failed extraction is under
+        // way (the zip's end alone is far below 1 %).
+        LibzipComponent zip;
+        zip.SetUnzipPassword("not the zip password");
+        clsBlowfish cipher;
+        cipher.flushOutput = false;
+        cipher.Progress = [&](std::int32_t percent) {
+            if (percent >= 1) cipher.StopWork();
+        };
+        const auto opened =
+            decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "key", dir.file("out"), "");
+        EXPECT_FALSE(opened.deciphered);
+        EXPECT_EQ(cipher.LastError, clsBlowfish::kStoppedError);
+        EXPECT_FALSE(fs::exists(dir.file("t.zip")));
+        for (const auto& entry : fs::directory_iterator(dir.path()))
+            EXPECT_FALSE(morvane::isTemporaryFileName(entry.path().filename().string())) << entry.path();
+    }
+}
+
 TEST(DecipherAndExtract, ATemporaryZipThatCannotTakeItsNamePutsNoFileInPlace) {
     // Every byte reaches the temporary file and extraction reads them all,
     // but the file cannot take its name (a folder is there): the deciphering
