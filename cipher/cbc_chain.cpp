@@ -78,6 +78,23 @@ void cbcEncipherShifted(const Tables& t, std::span<std::uint8_t> blocks, ShiftQu
     queue = {{q0, q1, q2}};
 }
 
+BlocksAround::BlocksAround(std::uint64_t offset, std::size_t length)
+    : from(0), first(offset / 8 * 8), end((offset + length + 7) / 8 * 8), offset(offset), length(length) {
+    from = first == 0 ? 0 : first - 8;
+}
+
+std::span<const std::uint8_t> cbcDecipherAround(const Tables& t, const BlocksAround& around,
+                                                std::span<std::uint8_t> read) {
+    ChainBlock previous;
+    std::span<std::uint8_t> run = read;
+    if (around.first != 0) {
+        previous = {loadBigEndian32(read.data()), loadBigEndian32(read.data() + 4)};
+        run = run.subspan(8);
+    }
+    cbcDecipher(t, run, previous);
+    return run.subspan(static_cast<std::size_t>(around.offset - around.first), around.length);
+}
+
 void cbcDecipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous) {
     std::uint8_t* p = blocks.data();
     const std::size_t count = blocks.size() / 8;

@@ -44,6 +44,26 @@ void cbcEncipherShifted(const Tables& t, std::span<std::uint8_t> blocks, ShiftQu
 // ciphertext block.
 void cbcDecipher(const Tables& t, std::span<std::uint8_t> blocks, ChainBlock& previous);
 
+// Random access into a ciphertext: the whole blocks around bytes
+// [offset, offset + length), and the ciphertext block before them that
+// deciphering needs (two zero words before the first block, so none is read).
+struct BlocksAround {
+    std::uint64_t from;   // where reading starts: the block before the run, or 0
+    std::uint64_t first;  // the run's first block
+    std::uint64_t end;    // the end of its last block
+    std::uint64_t offset;
+    std::size_t length;
+
+    BlocksAround(std::uint64_t offset, std::size_t length);
+    // Bytes to read from `from` on.
+    std::size_t readBytes() const { return static_cast<std::size_t>(end - from); }
+};
+
+// Deciphers `read`, the ciphertext bytes [from, end) of `around`, in place
+// and gives the plaintext bytes [offset, offset + length) within it.
+std::span<const std::uint8_t> cbcDecipherAround(const Tables& t, const BlocksAround& around,
+                                                std::span<std::uint8_t> read);
+
 // Deciphers long runs on two cores: the upper half of the run goes to a second
 // thread that lives as long as this object, so one file or one buffer pays for
 // starting it once. Short runs stay on the calling thread. The bytes written

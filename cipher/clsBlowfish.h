@@ -153,6 +153,9 @@ public:
     // Where the random first block's generator takes its seed (the clock).
     void setSeedSource(SeedSource source) { seedSource_ = source; }
 
+    // The cipher buffer's header: the bytes before the plaintext.
+    static constexpr std::size_t kHeaderBytes = 12;
+
     // Largest plaintext the 32-bit size descriptor can describe.
     static constexpr std::uint64_t kMaxPlaintextBytes = 0xFFFFFFFFULL;
 

@@ -161,29 +161,17 @@ bool clsBlowfish::decipherRange(const std::string& inFile, std::string_view keyT
         return false;
     }
     if (!keyText.empty()) key(keyText);
-    // Whole blocks around the range, and the ciphertext block before them
-    // (two zero words before the first block).
-    const std::uint64_t first = offset / 8 * 8;
-    const std::uint64_t end = (offset + length + 7) / 8 * 8;
-    const std::uint64_t from = first == 0 ? 0 : first - 8;
-    std::vector<std::uint8_t> blocks(static_cast<std::size_t>(end - from));
+    const blowfish::BlocksAround around(offset, length);
+    std::vector<std::uint8_t> blocks(around.readBytes());
     errno = 0;
 #ifdef _WIN32
-    const bool placed = ::_fseeki64(input.get(), static_cast<__int64>(from), SEEK_SET) == 0;
+    const bool placed = ::_fseeki64(input.get(), static_cast<__int64>(around.from), SEEK_SET) == 0;
 #else
-    const bool placed = ::fseeko(input.get(), static_cast<off_t>(from), SEEK_SET) == 0;
+    const bool placed = ::fseeko(input.get(), static_cast<off_t>(around.from), SEEK_SET) == 0;
 #endif
     if (!placed || !readExactly(input.get(), blocks.data(), blocks.size(), inFile, LastError)) return false;
-    blowfish::ChainBlock previous;
-    std::span<std::uint8_t> run(blocks);
-    if (first != 0) {
-        previous = {loadBigEndian32(blocks.data()), loadBigEndian32(blocks.data() + 4)};
-        run = run.subspan(8);
-    }
-    blowfish::cbcDecipher(tables_, run, previous);
-    const std::size_t skip = static_cast<std::size_t>(offset - first);
-    plaintext.assign(run.begin() + static_cast<std::ptrdiff_t>(skip),
-                     run.begin() + static_cast<std::ptrdiff_t>(skip + length));
+    const std::span<const std::uint8_t> plain = blowfish::cbcDecipherAround(tables_, around, blocks);
+    plaintext.assign(plain.begin(), plain.end());
     return true;
 }
 
@@ -226,7 +214,7 @@ bool clsBlowfish::encryptFileInChunks(const std::string& inFile, const std::stri
         std::size_t filled = 0;
         if (k == 0) {
             writeHeader(chunk, n);
-            filled = 12;
+            filled = kHeaderBytes;
         }
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(length - filled, unread));
         if (!readExactly(input.get(), chunk + filled, wanted, inFile, error)) return false;
@@ -336,8 +324,8 @@ bool clsBlowfish::decipherFileInChunks(const std::string& inFile, std::string_vi
             const std::uint64_t n = loadLittleEndian32(chunk.data() + 8);
             fits = sizeDescriptorFits(total, n);
             if (fits) {
-                keepFrom = 12;
-                keepTo = 12 + n;
+                keepFrom = kHeaderBytes;
+                keepTo = kHeaderBytes + n;
             }
         }
         if (!sinkDone()) return false;

@@ -288,14 +288,14 @@ std::optional<std::string> checkWrittenArchiveInTwoHalves(clsBlowfish& cipher, c
     if (!reader || reader->entries().size() != packed.size()) return std::nullopt;
     // The halves meet at the member whose header is nearest the middle.
     const std::vector<ZipEntry>& entries = reader->entries();
+    const auto distanceFromMiddle = [&](std::size_t k) {
+        const std::uint64_t at = entries[k].localHeaderOffset, middle = zip.size() / 2;
+        return at > middle ? at - middle : middle - at;
+    };
     std::size_t split = 1;
     for (std::size_t i = 1; i < entries.size(); ++i) {
         if (entries[i].localHeaderOffset <= entries[i - 1].localHeaderOffset) return std::nullopt;
-        const auto distance = [&](std::size_t k) {
-            const std::uint64_t at = entries[k].localHeaderOffset;
-            return at > zip.size() / 2 ? at - zip.size() / 2 : zip.size() / 2 - at;
-        };
-        if (distance(i) < distance(split)) split = i;
+        if (distanceFromMiddle(i) < distanceFromMiddle(split)) split = i;
     }
     const std::uint64_t middle = entries[split].localHeaderOffset;
     if (entries[0].localHeaderOffset != 0 || middle >= zip.size()) return std::nullopt;
@@ -303,6 +303,11 @@ std::optional<std::string> checkWrittenArchiveInTwoHalves(clsBlowfish& cipher, c
     ZipStreamCheck first(zipPassword, packed, 0, 0, split);
     ZipStreamCheck second(zipPassword, packed, split, middle, packed.size());
     std::atomic<bool> firstFailed{false};
+    // The window is served, and a stop passed on, from the calling thread.
+    const auto serve = [&] {
+        if (tick) tick();
+        if (cipher.stopRequested()) zip.stop();
+    };
     // Walks bytes [from, to) of the zip through `check`, piece by piece.
     const auto walk = [&](ZipStreamCheck& check, std::uint64_t from, std::uint64_t to, bool onCallingThread) {
         const GrowingZip::ReadingThread reading(zip);
@@ -311,20 +316,14 @@ std::optional<std::string> checkWrittenArchiveInTwoHalves(clsBlowfish& cipher, c
             if (!onCallingThread && firstFailed.load()) return false;
             piece.resize(static_cast<std::size_t>(std::min<std::uint64_t>(kCheckPieceBytes, to - at)));
             if (!zip.read(at, piece.data(), piece.size()) || !check.feed(piece)) return false;
-            if (onCallingThread) {
-                if (tick) tick();
-                if (cipher.stopRequested()) zip.stop();
-            }
+            if (onCallingThread) serve();
         }
         return true;
     };
     std::future<bool> later = std::async(std::launch::async, [&] { return walk(second, middle, zip.size(), false); });
     const bool firstOk = walk(first, 0, middle, true) && first.endsAt(middle);
     firstFailed = !firstOk;
-    while (later.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
-        if (tick) tick();
-        if (cipher.stopRequested()) zip.stop();
-    }
+    while (later.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) serve();
     if (!later.get() || !firstOk) return std::nullopt;
     first.continueWith(std::move(second));
     if (!first.finish()) return std::nullopt;

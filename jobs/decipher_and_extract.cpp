@@ -19,7 +19,7 @@ namespace {
 
 using namespace zipformat;
 
-constexpr std::uint64_t kHeaderBytes = 12;  // the cipher buffer's header before the zip
+constexpr std::uint64_t kHeaderBytes = clsBlowfish::kHeaderBytes;  // before the zip
 // The directory is kept in memory while the zip is extracted: beyond this
 // the two steps run one after the other.
 constexpr std::uint64_t kLargestDirectory = 16 << 20;

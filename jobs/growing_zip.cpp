@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "byte_order.h"
 #include "cbc_chain.h"
 #include "clsBlowfish.h"
 #include "file_attributes.h"
@@ -21,7 +20,6 @@ namespace morvane {
 
 namespace {
 
-constexpr std::uint64_t kHeaderBytes = 12;  // the cipher buffer's header before the zip
 // Reads this long or longer are followed by the next piece deciphered ahead.
 constexpr std::size_t kShortestAheadRead = 64 << 10;
 // The pieces the completion deciphers what no read asked for in.
@@ -80,9 +78,7 @@ std::string GrowingZip::error() const {
     return error_;
 }
 
-void GrowingZip::stop() {
-    if (!stopped_.exchange(true)) fail(std::string(clsBlowfish::kStoppedError));
-}
+void GrowingZip::stop() { fail(std::string(clsBlowfish::kStoppedError)); }
 
 std::uint64_t GrowingZip::decipheredBytes() const {
     const std::lock_guard<std::mutex> lock(state_);
@@ -153,20 +149,15 @@ bool GrowingZip::writeTemporary(std::uint64_t offset, std::span<const std::uint8
 
 bool GrowingZip::decipherInto(std::uint64_t offset, std::span<std::uint8_t> out, std::vector<std::uint8_t>& scratch) {
     if (failed_.load()) return false;
-    // The whole blocks around the bytes, and the ciphertext block before
-    // them: the 12 header bytes come first, so there always is one.
-    const std::uint64_t at = kHeaderBytes + offset;
-    const std::uint64_t first = at / 8 * 8;
-    const std::uint64_t end = (at + out.size() + 7) / 8 * 8;
-    scratch.resize(static_cast<std::size_t>(end - first + 8));
+    const blowfish::BlocksAround around(clsBlowfish::kHeaderBytes + offset, out.size());
+    scratch.resize(around.readBytes());
     errno = 0;
-    if (!readArchive(first - 8, scratch)) {
+    if (!readArchive(around.from, scratch)) {
         if (errno != 0) return fail(systemErrorText(errno));
         return fail(archivePath_ + " became shorter while it was being read.");
     }
-    blowfish::ChainBlock previous{loadBigEndian32(scratch.data()), loadBigEndian32(scratch.data() + 4)};
-    blowfish::cbcDecipher(tables_, std::span<std::uint8_t>(scratch).subspan(8), previous);
-    std::memcpy(out.data(), scratch.data() + 8 + (at - first), out.size());
+    const std::span<const std::uint8_t> plain = blowfish::cbcDecipherAround(tables_, around, scratch);
+    std::memcpy(out.data(), plain.data(), out.size());
 
     const std::shared_lock<std::shared_mutex> gate(writing_);
     if (writesClosed_) return !failed_.load();

@@ -116,7 +116,6 @@ private:
     std::vector<std::vector<std::uint8_t>> scratches_;              // blocks buffers not in use
     std::string error_;
     std::atomic<bool> failed_{false};
-    std::atomic<bool> stopped_{false};
     std::atomic<bool> complete_{false};
     std::atomic<int> readers_{0};
 

@@ -19,6 +19,7 @@
 #include "failure_points.h"
 #include "growing_zip.h"
 #include "libzip_component.h"
+#include "noise.h"
 #include "safe_file.h"
 #include "temp_directory.h"
 #include "zip_reader.h"
@@ -30,6 +31,7 @@ using morvane::clsBlowfish;
 using morvane::decipherAndExtract;
 using morvane::GrowingZip;
 using morvane::LibzipComponent;
+using morvane::testing::noise;
 using morvane::testing::readFile;
 using morvane::testing::TempDirectory;
 using morvane::testing::writeFile;
@@ -43,12 +45,21 @@ std::string content(std::size_t size, unsigned seed) {
     return out;
 }
 
-std::string noise(std::size_t size, unsigned seed) {
-    std::mt19937 rng(seed);
-    std::string out(size, '\0');
-    for (char& c : out) c = static_cast<char>(rng());
-    return out;
-}
+// The zip component and cipher of one opening, set as the decrypt job sets
+// them; run() opens a.enz of the folder into out/ through t.zip.
+struct Opening {
+    explicit Opening(const std::string& zipPassword) {
+        zip.SetUnzipPassword(zipPassword);
+        cipher.flushOutput = false;
+    }
+    morvane::OpenedArchive run(const TempDirectory& dir, const std::string& key,
+                               const std::function<void()>& deciphered = {}) {
+        return decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), key, dir.file("out"), "",
+                                  deciphered);
+    }
+    LibzipComponent zip;
+    clsBlowfish cipher;
+};
 
 // Packs the files into an archive with the program's recipe.
 void makeArchive(const TempDirectory& dir, const std::vector<std::string>& names, const std::string& password) {
@@ -69,20 +80,16 @@ TEST(DecipherAndExtract, EveryFileComesBackAndTheTemporaryZipWasWrittenWhole) {
         writeFile(dir.file("in/" + names.back()), content(700000 * i + 5, i));
     }
     makeArchive(dir, names, "pass 1");
-    LibzipComponent zip;
-    zip.SetUnzipPassword(morvane::zipPassword("pass 1"));
-    clsBlowfish cipher;
-    cipher.flushOutput = false;
+    Opening o(morvane::zipPassword("pass 1"));
     bool zipWhole = false;
-    const auto opened =
-        decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "pass 1", dir.file("out"), "", [&] {
-            // The temporary zip is in place when deciphering ends.
-            clsBlowfish check;
-            zipWhole = check.DecryptFile(dir.file("a.enz"), dir.file("c.zip"), "pass 1") &&
-                       readFile(dir.file("c.zip")) == readFile(dir.file("t.zip"));
-        });
+    const auto opened = o.run(dir, "pass 1", [&] {
+        // The temporary zip is in place when deciphering ends.
+        clsBlowfish check;
+        zipWhole = check.DecryptFile(dir.file("a.enz"), dir.file("c.zip"), "pass 1") &&
+                   readFile(dir.file("c.zip")) == readFile(dir.file("t.zip"));
+    });
     EXPECT_TRUE(opened.deciphered);
-    EXPECT_TRUE(opened.extracted) << zip.LastExtraction().detail;
+    EXPECT_TRUE(opened.extracted) << o.zip.LastExtraction().detail;
     EXPECT_TRUE(zipWhole);
     for (const std::string& name : names)
         EXPECT_EQ(readFile(dir.file("out/" + name)), readFile(dir.file("in/" + name)));
@@ -120,14 +127,10 @@ TEST(DecipherAndExtract, OneLargeFileComesBack) {
     fs::create_directories(dir.file("in"));
     writeFile(dir.file("in/big"), content(5000000, 31));
     makeArchive(dir, {"big"}, "one");
-    LibzipComponent zip;
-    zip.SetUnzipPassword(morvane::zipPassword("one"));
-    clsBlowfish cipher;
-    cipher.flushOutput = false;
-    const auto opened =
-        decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "one", dir.file("out"), "");
-    EXPECT_TRUE(opened.deciphered) << cipher.LastError;
-    EXPECT_TRUE(opened.extracted) << zip.LastExtraction().detail;
+    Opening o(morvane::zipPassword("one"));
+    const auto opened = o.run(dir, "one");
+    EXPECT_TRUE(opened.deciphered) << o.cipher.LastError;
+    EXPECT_TRUE(opened.extracted) << o.zip.LastExtraction().detail;
     EXPECT_EQ(readFile(dir.file("out/big")), readFile(dir.file("in/big")));
     clsBlowfish check;
     ASSERT_TRUE(check.DecryptFile(dir.file("a.enz"), dir.file("c.zip"), "one"));
@@ -143,25 +146,21 @@ TEST(DecipherAndExtract, TheDecipheringThenTheExtractionIsReportedOnTheCallingTh
         writeFile(dir.file("in/" + names.back()), content(2000000, 50 + i));
     }
     makeArchive(dir, names, "pr");
-    LibzipComponent zip;
-    zip.SetUnzipPassword(morvane::zipPassword("pr"));
-    clsBlowfish cipher;
-    cipher.flushOutput = false;
+    Opening o(morvane::zipPassword("pr"));
     const std::thread::id caller = std::this_thread::get_id();
     std::vector<std::string> events;
     bool elsewhere = false;
-    cipher.Progress = [&](std::int32_t percent) {
+    o.cipher.Progress = [&](std::int32_t percent) {
         elsewhere = elsewhere || std::this_thread::get_id() != caller;
         events.push_back("cipher " + std::to_string(percent));
     };
-    zip.Progress = [&](int percent) {
+    o.zip.Progress = [&](int percent) {
         elsewhere = elsewhere || std::this_thread::get_id() != caller;
         events.push_back("zip " + std::to_string(percent));
     };
-    const auto opened = decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "pr", dir.file("out"), "",
-                                           [&] { events.push_back("deciphered"); });
+    const auto opened = o.run(dir, "pr", [&] { events.push_back("deciphered"); });
     EXPECT_TRUE(opened.deciphered);
-    EXPECT_TRUE(opened.extracted) << zip.LastExtraction().detail;
+    EXPECT_TRUE(opened.extracted) << o.zip.LastExtraction().detail;
     EXPECT_FALSE(elsewhere);
     // The cipher's percents from 0 to 100, rising, then "deciphered" once,
     // then the zip's, ending at 100.
@@ -187,16 +186,12 @@ TEST(DecipherAndExtract, AStopWhileDecipheringLeavesNothing) {
     fs::create_directories(dir.file("in"));
     for (unsigned i = 0; i < 2; ++i) writeFile(dir.file("in/s" + std::to_string(i)), content(3000000, 60 + i));
     makeArchive(dir, {"s0", "s1"}, "st");
-    LibzipComponent zip;
-    zip.SetUnzipPassword(morvane::zipPassword("st"));
-    clsBlowfish cipher;
-    cipher.flushOutput = false;
-    cipher.Progress = [&](std::int32_t) { cipher.StopWork(); };  // the person presses Cancel at once
-    const auto opened =
-        decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "st", dir.file("out"), "");
+    Opening o(morvane::zipPassword("st"));
+    o.cipher.Progress = [&](std::int32_t) { o.cipher.StopWork(); };  // the person presses Cancel at once
+    const auto opened = o.run(dir, "st");
     EXPECT_FALSE(opened.deciphered);
     EXPECT_FALSE(opened.extracted);
-    EXPECT_EQ(cipher.LastError, clsBlowfish::kStoppedError);
+    EXPECT_EQ(o.cipher.LastError, clsBlowfish::kStoppedError);
     EXPECT_FALSE(fs::exists(dir.file("t.zip")));
     std::vector<std::string> left;
     for (const auto& entry : fs::directory_iterator(dir.path())) left.push_back(entry.path().filename());
@@ -221,21 +216,17 @@ TEST(DecipherAndExtract, AZipThatDoesNotOpenIsStillDecipheredWholeReportedAndSto
     ASSERT_TRUE(check.DecryptFile(dir.file("a.enz"), dir.file("c.zip"), "key"));
     const std::thread::id caller = std::this_thread::get_id();
     {
-        LibzipComponent zip;
-        zip.SetUnzipPassword("not the zip password");
-        clsBlowfish cipher;
-        cipher.flushOutput = false;
+        Opening o("not the zip password");
         std::vector<int> percents;
         bool elsewhere = false;
-        cipher.Progress = [&](std::int32_t percent) {
+        o.cipher.Progress = [&](std::int32_t percent) {
             elsewhere = elsewhere || std::this_thread::get_id() != caller;
             percents.push_back(percent);
         };
-        const auto opened =
-            decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "key", dir.file("out"), "");
-        EXPECT_TRUE(opened.deciphered) << cipher.LastError;
+        const auto opened = o.run(dir, "key");
+        EXPECT_TRUE(opened.deciphered) << o.cipher.LastError;
         EXPECT_FALSE(opened.extracted);
-        EXPECT_EQ(zip.LastExtraction().failure, morvane::ExtractionReport::Failure::WrongPassword);
+        EXPECT_EQ(o.zip.LastExtraction().failure, morvane::ExtractionReport::Failure::WrongPassword);
         EXPECT_EQ(readFile(dir.file("t.zip")), readFile(dir.file("c.zip")));
         EXPECT_FALSE(elsewhere);
         ASSERT_GE(percents.size(), 4u);  // several while the rest is deciphered
@@ -247,17 +238,13 @@ TEST(DecipherAndExtract, AZipThatDoesNotOpenIsStillDecipheredWholeReportedAndSto
     {
         // Stopped once the deciphering after the failed extraction is under
         // way (the zip's end alone is far below 1 %).
-        LibzipComponent zip;
-        zip.SetUnzipPassword("not the zip password");
-        clsBlowfish cipher;
-        cipher.flushOutput = false;
-        cipher.Progress = [&](std::int32_t percent) {
-            if (percent >= 1) cipher.StopWork();
+        Opening o("not the zip password");
+        o.cipher.Progress = [&](std::int32_t percent) {
+            if (percent >= 1) o.cipher.StopWork();
         };
-        const auto opened =
-            decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "key", dir.file("out"), "");
+        const auto opened = o.run(dir, "key");
         EXPECT_FALSE(opened.deciphered);
-        EXPECT_EQ(cipher.LastError, clsBlowfish::kStoppedError);
+        EXPECT_EQ(o.cipher.LastError, clsBlowfish::kStoppedError);
         EXPECT_FALSE(fs::exists(dir.file("t.zip")));
         for (const auto& entry : fs::directory_iterator(dir.path()))
             EXPECT_FALSE(morvane::isTemporaryFileName(entry.path().filename().string())) << entry.path();
@@ -275,12 +262,8 @@ TEST(DecipherAndExtract, ATemporaryZipThatCannotTakeItsNamePutsNoFileInPlace) {
     makeArchive(dir, {"r0", "r1"}, "pw");
     fs::create_directories(dir.file("t.zip"));
     writeFile(dir.file("t.zip/keep"), "x");
-    LibzipComponent zip;
-    zip.SetUnzipPassword(morvane::zipPassword("pw"));
-    clsBlowfish cipher;
-    cipher.flushOutput = false;
-    const auto opened =
-        decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "pw", dir.file("out"), "");
+    Opening o(morvane::zipPassword("pw"));
+    const auto opened = o.run(dir, "pw");
     EXPECT_FALSE(opened.deciphered);
     EXPECT_FALSE(opened.extracted);
     EXPECT_FALSE(fs::exists(dir.file("out/r0")));
@@ -340,13 +323,9 @@ TEST(DecipherAndExtract, AFailureWhileDecipheringWritesNoFile) {
         fs::remove_all(dir.file("out"));
         fs::create_directories(dir.file("out"));
         writeFile(dir.file("out/m0"), "old");
-        LibzipComponent zip;
-        zip.SetUnzipPassword(morvane::zipPassword("pw"));
-        clsBlowfish cipher;
-        cipher.flushOutput = false;
+        Opening o(morvane::zipPassword("pw"));
         morvane::FailurePoints::arm(static_cast<std::uint64_t>(k), true);
-        const auto opened =
-            decipherAndExtract(cipher, zip, dir.file("a.enz"), dir.file("t.zip"), "pw", dir.file("out"), "");
+        const auto opened = o.run(dir, "pw");
         morvane::FailurePoints::reset();
         EXPECT_FALSE(opened.extracted) << k;
         std::vector<std::string> left;
